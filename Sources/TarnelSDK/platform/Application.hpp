@@ -1,0 +1,24 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace tarnel::platform {
+
+enum class ApplicationState { active, inactive, background };
+
+/// What the SDK asks about the application that hosts it. Called on any thread.
+class Application {
+public:
+    virtual ~Application() = default;
+
+    /// Reverse-domain identifier, e.g. "org.example.reader"; empty when the application has none.
+    virtual std::optional<std::string> bundleIdentifier() const = 0;
+    virtual ApplicationState state() const = 0;
+
+    /// The folder in which the user keeps documents; empty when there is none.
+    virtual std::optional<std::filesystem::path> documentDirectory() const = 0;
+};
+
+} // namespace tarnel::platform

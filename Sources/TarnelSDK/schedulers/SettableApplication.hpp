@@ -1,0 +1,48 @@
+#pragma once
+
+#include <TarnelSDK/platform/Application.hpp>
+
+#include <mutex>
+
+namespace tarnel {
+
+/// A host application that is what its owner says: for simulations and tests. Called on any thread.
+class SettableApplication : public platform::Application {
+public:
+    explicit SettableApplication(std::optional<std::string> bundleIdentifier)
+        : bundleIdentifier_(std::move(bundleIdentifier)) {}
+
+    std::optional<std::string> bundleIdentifier() const override {
+        const std::lock_guard lock(mutex_);
+        return bundleIdentifier_;
+    }
+    platform::ApplicationState state() const override {
+        const std::lock_guard lock(mutex_);
+        return state_;
+    }
+    std::optional<std::filesystem::path> documentDirectory() const override {
+        const std::lock_guard lock(mutex_);
+        return documentDirectory_;
+    }
+
+    void setBundleIdentifier(std::optional<std::string> identifier) {
+        const std::lock_guard lock(mutex_);
+        bundleIdentifier_ = std::move(identifier);
+    }
+    void setState(platform::ApplicationState state) {
+        const std::lock_guard lock(mutex_);
+        state_ = state;
+    }
+    void setDocumentDirectory(std::optional<std::filesystem::path> directory) {
+        const std::lock_guard lock(mutex_);
+        documentDirectory_ = std::move(directory);
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::optional<std::string> bundleIdentifier_;
+    platform::ApplicationState state_ = platform::ApplicationState::active;
+    std::optional<std::filesystem::path> documentDirectory_;
+};
+
+} // namespace tarnel
