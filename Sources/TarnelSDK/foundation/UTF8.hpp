@@ -1,0 +1,14 @@
+#pragma once
+
+#include <TarnelSDK/platform/Bytes.hpp>
+
+#include <string_view>
+
+namespace tarnel {
+
+/// Whether the bytes are well-formed UTF-8 (Unicode 15, table 3-7): no overlong form, no surrogate, nothing past
+/// U+10FFFF, nothing cut short.
+bool isValidUTF8(ByteView bytes);
+bool isValidUTF8(std::string_view text);
+
+} // namespace tarnel
