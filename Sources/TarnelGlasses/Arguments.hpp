@@ -1,0 +1,28 @@
+#pragma once
+
+#include <TarnelSDK/platform/Value.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <stdexcept>
+#include <string>
+
+/// Readers of the values of commands. Each throws `CommandFailure` when the value is something else.
+namespace tarnel::glasses {
+
+/// Why a command cannot be carried out; ends in a "cmp_err" with code 2.
+struct CommandFailure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+void requireNil(const Value& value);
+const Value::Array& requireArray(const Value& value);
+/// An array with one of these numbers of elements.
+const Value::Array& requireArray(const Value& value, std::initializer_list<std::size_t> counts);
+bool requireBool(const Value& value);
+std::int64_t requireInteger(const Value& value, std::int64_t least, std::int64_t most);
+std::string requireText(const Value& value);
+Bytes requireBinary(const Value& value);
+
+} // namespace tarnel::glasses

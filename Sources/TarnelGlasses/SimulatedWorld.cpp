@@ -1,0 +1,51 @@
+#include <TarnelGlasses/ApplicationScheduler.hpp>
+#include <TarnelGlasses/SimulatedWorld.hpp>
+#include <TarnelSDK/schedulers/SimulatedClock.hpp>
+#include <TarnelSDK/schedulers/SimulatedRandom.hpp>
+
+#include <utility>
+
+namespace tarnel::glasses {
+
+SimulatedWorld::SimulatedWorld(const WorldOptions& options)
+    : options_(options), scheduler_(std::make_shared<SimulatedScheduler>(options.seed)),
+      random_(std::make_shared<SimulatedRandom>(options.seed)),
+      userDefaults_(std::make_shared<MemoryUserDefaults>(options.bundleIdentifier.value_or(std::string()))),
+      application_(std::make_shared<SettableApplication>(options.bundleIdentifier)),
+      radio_(Radio::make(
+          *scheduler_,
+          [scheduler = std::weak_ptr(scheduler_)] {
+              const auto running = scheduler.lock();
+              return running ? running->now() : platform::Duration::max();
+          },
+          options.link)),
+      bluetooth_(SimulatedBluetooth::make(radio_)) {
+    bluetooth_->setState(options.bluetooth);
+    install();
+}
+
+SimulatedWorld::~SimulatedWorld() {
+    platform::Platform::tearDown();
+    scheduler_->shutDown();
+}
+
+std::shared_ptr<SimulatedGlasses> SimulatedWorld::addGlasses(const GlassesOptions& options) {
+    return SimulatedGlasses::make(radio_, options);
+}
+
+void SimulatedWorld::relaunch() {
+    platform::Platform::tearDown();
+    scheduler_->run();
+    install();
+}
+
+void SimulatedWorld::install() {
+    platform::Platform::install({.scheduler = std::make_shared<ApplicationScheduler>(scheduler_),
+                                 .clock = std::make_shared<SimulatedClock>(scheduler_),
+                                 .random = random_,
+                                 .application = application_,
+                                 .userDefaults = userDefaults_,
+                                 .bluetooth = bluetooth_});
+}
+
+} // namespace tarnel::glasses
