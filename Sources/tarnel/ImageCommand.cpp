@@ -1,0 +1,103 @@
+#include "ImageCommand.hpp"
+
+#include "Failure.hpp"
+#include "Files.hpp"
+#include "JSON.hpp"
+#include "Text.hpp"
+
+#include <TarnelSDK/images/DeviceImage.hpp>
+#include <TarnelSDK/images/Dither.hpp>
+#include <TarnelSDK/images/ImageFile.hpp>
+#include <TarnelSDK/images/UIImage+Extension.hpp>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+
+namespace tarnel::command {
+namespace {
+
+/// The header holds 11 bits of width and height.
+constexpr int maximumSide = 2047;
+
+struct Conversion {
+    std::string format;
+    int width = 0;
+    int height = 0;
+    Bytes bytes;
+};
+
+/// The colour formats 7 and 8; no picture file begins with either.
+bool isDeviceImage(ByteView bytes) {
+    return !bytes.empty() && (bytes[0] == 7 || bytes[0] == 8);
+}
+
+bool isNamedLikePicture(const std::string& path) {
+    std::string extension = std::filesystem::path(path).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+    return extension == ".png" || extension == ".jpg" || extension == ".jpeg";
+}
+
+Conversion toDeviceImage(ByteView input, const std::string& name, const ImageOptions& options) {
+    if (isNamedLikePicture(options.output)) {
+        throw UsageError(name + " is a picture already, and becomes a device image; name that -o OUT.bin");
+    }
+    const int bpp = options.bpp.value_or(2);
+    const Dither dither = options.dither.value_or(Dither::off);
+    if (bpp == 1 && dither == Dither::on) {
+        throw UsageError("--dither on is for the four levels of --bpp 2");
+    }
+    const Image picture = pictureFromBytes(input, name);
+    if (picture.width() > maximumSide || picture.height() > maximumSide) {
+        throw Failure(name + " is " + std::to_string(picture.width()) + " x " + std::to_string(picture.height()) +
+                      " pixels; a device image has at most " + std::to_string(maximumSide) +
+                      " each way: scale it down");
+    }
+    const bool mixesLevels = bpp == 2 && isDithered(picture, dither);
+    const auto bytes = toTNImage(mixesLevels ? ditherToLevels(picture) : picture, bpp);
+    if (!bytes) {
+        throw Failure(name + " has no pixels");
+    }
+    return {"device image", picture.width(), picture.height(), *bytes};
+}
+
+Conversion toPicture(ByteView input, const std::string& name, const ImageOptions& options) {
+    if (options.bpp || options.dither) {
+        throw UsageError(name + " is a device image and becomes a PNG file; --bpp and --dither are for the other way");
+    }
+    const auto result = imageFromTNImage(input, name);
+    if (const auto* error = std::get_if<ImageError>(&result)) {
+        throw Failure(error->message);
+    }
+    const auto& picture = std::get<Image>(result);
+    return {"PNG", picture.width(), picture.height(), pngOf(picture)};
+}
+
+} // namespace
+
+void convertImage(const ImageOptions& options) {
+    const std::string name = options.input == "-" ? "standard input" : options.input;
+    const Bytes input = readFile(options.input, maximumImageFileSize);
+    const auto conversion =
+        isDeviceImage(input) ? toPicture(input, name, options) : toDeviceImage(input, name, options);
+    const OutputFile output(options.output);
+    output.store(conversion.bytes);
+    if (output.isStandardOutput()) {
+        return;
+    }
+    if (options.asJSON) {
+        writeOutput(text(JSON::Object{{"format", conversion.format},
+                                      {"width", conversion.width},
+                                      {"height", conversion.height},
+                                      {"bytes", std::uint64_t{conversion.bytes.size()}},
+                                      {"output", output.path()}}) +
+                    "\n");
+    } else {
+        writeOutput(output.path() + ": " + conversion.format + ", " + std::to_string(conversion.width) + " x " +
+                    std::to_string(conversion.height) + " pixels, " + grouped(conversion.bytes.size()) + " bytes\n");
+    }
+}
+
+} // namespace tarnel::command

@@ -1,0 +1,5 @@
+#include "CommandLine.hpp"
+
+int main(int argc, char** argv) {
+    return tarnel::command::run(argc, argv);
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <TarnelSDK/platform/Bytes.hpp>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tarnel::command {
+
+/// RFC 4648, section 4, with padding.
+std::string base64(ByteView bytes);
+/// Empty for text that is not exactly what `base64` writes for some bytes.
+std::optional<Bytes> bytesFromBase64(std::string_view text);
+
+/// Two lower-case digits a byte.
+std::string hexadecimal(ByteView bytes);
+/// Either letter case, white space between bytes allowed; empty for anything else.
+std::optional<Bytes> bytesFromHexadecimal(std::string_view text);
+
+/// "1,234,567".
+std::string grouped(std::uint64_t number);
+
+} // namespace tarnel::command

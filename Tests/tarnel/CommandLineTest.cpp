@@ -1,0 +1,96 @@
+#include "Tarnel.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace tarnel::test {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::SizeIs;
+using testing::StartsWith;
+
+TEST(CommandLine, HasHelpForTheProgramAndEveryCommand) {
+    const std::vector<std::vector<std::string>> commands{
+        {}, {"show"}, {"play"}, {"image"}, {"message"}, {"message", "encode"}, {"help"}, {"message", "decode"}};
+    for (auto words : commands) {
+        words.emplace_back("--help");
+        const auto result = runTarnel(words);
+        EXPECT_EQ(result.status, 0);
+        EXPECT_THAT(result.output, HasSubstr("Usage: tarnel"));
+        EXPECT_EQ(result.error, "");
+    }
+}
+
+TEST(CommandLine, HelpOfACommandIsThatOfItsOption) {
+    EXPECT_EQ(runTarnel({"help", "message", "encode"}).output, runTarnel({"message", "encode", "--help"}).output);
+    EXPECT_EQ(runTarnel({"help"}).output, runTarnel({"--help"}).output);
+    EXPECT_EQ(runTarnel({"help", "fly"}).status, 2);
+}
+
+TEST(CommandLine, TellsItsVersion) {
+    const auto result = runTarnel({"--version"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.output, StartsWith("tarnel "));
+}
+
+TEST(CommandLine, AWrongCallEndsWithStatus2AndOneLine) {
+    const std::vector<std::vector<std::string>> calls{
+        {},
+        {"fly"},
+        {"message"},
+        {"message", "encode", "1", "2"},
+        {"image", "a.png"},
+        {"image", "a.png", "--bpp", "3", "-o", "a.bin"},
+        {"show"},
+        {"show", "a.png", "--at", "here", "--simulated", "--frame", "b.png"},
+        {"show", "a.png", "--at", "-1,0", "--simulated", "--frame", "b.png"},
+        {"show", "a.png", "--at", "640,0", "--simulated", "--frame", "b.png"},
+        {"show", "a.png", "--at", "0,480", "--simulated", "--frame", "b.png"},
+        {"show", "a.png", "--at", "0x10,2", "--simulated", "--frame", "b.png"},
+        {"show", "a.png", "--at", "1,", "--simulated", "--frame", "b.png"},
+        {"show", "a.png", "--simulated", "--frame", "b.png", "--trace", "b.png"},
+        {"play", "--simulated", "--frame", "b.png", "--trace", "b.png"},
+        {"show", "a.png", "--simulated"},
+        {"show", "a.png", "--simulated", "--frame", "b.png", "--mtu", "22"},
+        {"show", "a.png", "--simulated", "--frame", "b.png", "--protocol", "3"},
+        {"show", "a.png", "--simulated", "--frame", "b.png", "--seed", "-1"},
+        {"show", "a.png", "--simulated", "--frame", "b.png", "--dither", "perhaps"},
+        {"play", "--simulated", "--frame", "-"},
+        {"play", "--simulated", "--battery", "101"},
+    };
+    for (const auto& call : calls) {
+        const auto result = runTarnel(call);
+        EXPECT_EQ(result.status, 2) << testing::PrintToString(call);
+        EXPECT_EQ(result.output, "");
+        EXPECT_THAT(result.error, StartsWith("tarnel: "));
+        EXPECT_THAT(lines(result.error), SizeIs(1));
+    }
+}
+
+TEST(CommandLine, GlassesThatAreNotSimulatedAreRefusedWithWhatToDo) {
+    const TemporaryFolder folder;
+    writePNG(folder / "picture.png", checkerboard(20, 20));
+    const auto shown = runTarnel({"show", folder / "picture.png", "--frame", folder / "frame.png"});
+    const auto played = runTarnel({"play"});
+    for (const auto& result : {shown, played}) {
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.error, "tarnel: real glasses are not supported yet; give --simulated\n");
+    }
+}
+
+TEST(CommandLine, AReaderThatHasSeenEnoughEndsItWithoutAWord) {
+    Process process({TARNEL_COMMAND, "play", "--help"});
+    process.output().closeReading();
+    EXPECT_EQ(process.wait(), 128 + SIGPIPE);
+}
+
+TEST(CommandLine, AFullDiskIsAFailure) {
+    const auto result = runCommand({"/bin/sh", "-c", "\"$0\" message decode --hex c0 > /dev/full", TARNEL_COMMAND});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.error, StartsWith("tarnel: cannot write standard output"));
+}
+
+} // namespace
+} // namespace tarnel::test
