@@ -43,4 +43,15 @@ Platform& Platform::current() {
     return *installed();
 }
 
+void Platform::provide(std::type_index interface, std::weak_ptr<void> implementation) {
+    const std::lock_guard lock(providedMutex_);
+    provided_.insert_or_assign(interface, std::move(implementation));
+}
+
+std::shared_ptr<void> Platform::provided(std::type_index interface) const {
+    const std::lock_guard lock(providedMutex_);
+    const auto found = provided_.find(interface);
+    return found == provided_.end() ? nullptr : found->second.lock();
+}
+
 } // namespace tarnel::platform

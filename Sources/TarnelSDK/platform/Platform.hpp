@@ -61,6 +61,10 @@ public:
         return made;
     }
 
+    // For `Provided`.
+    void provide(std::type_index interface, std::weak_ptr<void> implementation);
+    std::shared_ptr<void> provided(std::type_index interface) const;
+
     /// Only `install` has the key.
     class Key {
         friend class Platform;
@@ -74,34 +78,28 @@ public:
 private:
     Services services_;
     NotificationCenter notificationCenter_;
+    /// Held while a shared object is made, which may ask for others.
     std::recursive_mutex mutex_;
     std::unordered_map<std::type_index, std::shared_ptr<void>> shared_;
     std::vector<std::type_index> order_;
+    /// Taken last: no other lock is taken under it.
+    mutable std::mutex providedMutex_;
+    std::unordered_map<std::type_index, std::weak_ptr<void>> provided_;
 };
 
 /// How a lower room reaches what a higher room does for it: the lower room declares `Interface`, the higher room
-/// provides an implementation, which it owns.
+/// provides an implementation, which it owns. Called on any thread, whatever locks it holds.
 template <typename Interface>
 class Provided {
 public:
     static void provide(std::weak_ptr<Interface> implementation) {
-        auto slot = Platform::current().shared<Provided>();
-        const std::lock_guard lock(slot->mutex_);
-        slot->implementation_ = std::move(implementation);
+        Platform::current().provide(typeid(Interface), std::move(implementation));
     }
 
     /// Empty when nothing is provided (any more).
     static std::shared_ptr<Interface> get() {
-        auto slot = Platform::current().shared<Provided>();
-        const std::lock_guard lock(slot->mutex_);
-        return slot->implementation_.lock();
+        return std::static_pointer_cast<Interface>(Platform::current().provided(typeid(Interface)));
     }
-
-    static std::shared_ptr<Provided> make() { return std::make_shared<Provided>(); }
-
-private:
-    std::mutex mutex_;
-    std::weak_ptr<Interface> implementation_;
 };
 
 } // namespace tarnel::platform
