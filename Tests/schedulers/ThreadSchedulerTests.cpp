@@ -19,10 +19,10 @@ using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 
 TEST(ThreadScheduler, ASerialQueueRunsItsBlocksOneAtATimeInTheOrderOfTheirSubmission) {
-    ThreadScheduler scheduler(4);
-    const auto queue = scheduler.makeSerialQueue("serial");
     std::vector<int> ran;
     std::vector<int> expected(1000);
+    ThreadScheduler scheduler(4);
+    const auto queue = scheduler.makeSerialQueue("serial");
     std::iota(expected.begin(), expected.end(), 0);
     for (const int i : expected) {
         queue->async([&ran, i] { ran.push_back(i); });
@@ -32,10 +32,10 @@ TEST(ThreadScheduler, ASerialQueueRunsItsBlocksOneAtATimeInTheOrderOfTheirSubmis
 }
 
 TEST(ThreadScheduler, AConcurrentQueueRunsBlocksAtTheSameTime) {
-    ThreadScheduler scheduler(3);
-    const auto queue = scheduler.makeConcurrentQueue("concurrent");
     std::latch together(3);
     std::latch done(3);
+    ThreadScheduler scheduler(3);
+    const auto queue = scheduler.makeConcurrentQueue("concurrent");
     for (int i = 0; i < 3; ++i) {
         queue->async([&] {
             together.arrive_and_wait();
@@ -46,12 +46,13 @@ TEST(ThreadScheduler, AConcurrentQueueRunsBlocksAtTheSameTime) {
 }
 
 TEST(ThreadScheduler, ABarrierWaitsForTheBlocksBeforeItAndHoldsUpThoseBehind) {
-    ThreadScheduler scheduler(3);
-    const auto queue = scheduler.makeConcurrentQueue("concurrent");
     std::latch mayEnd(1);
     std::atomic<int> before = 0;
     std::atomic<bool> barrierRan = false;
     std::atomic<int> behind = 0;
+    std::latch done(2);
+    ThreadScheduler scheduler(3);
+    const auto queue = scheduler.makeConcurrentQueue("concurrent");
     for (int i = 0; i < 2; ++i) {
         queue->async([&] {
             mayEnd.wait();
@@ -63,7 +64,6 @@ TEST(ThreadScheduler, ABarrierWaitsForTheBlocksBeforeItAndHoldsUpThoseBehind) {
         EXPECT_EQ(behind, 0);
         barrierRan = true;
     });
-    std::latch done(2);
     for (int i = 0; i < 2; ++i) {
         queue->async([&] {
             EXPECT_TRUE(barrierRan);
@@ -78,9 +78,9 @@ TEST(ThreadScheduler, ABarrierWaitsForTheBlocksBeforeItAndHoldsUpThoseBehind) {
 }
 
 TEST(ThreadScheduler, SyncRunsItsBlockOnTheCallersThreadBehindThoseSubmittedBefore) {
+    std::vector<std::string> ran;
     ThreadScheduler scheduler(2);
     const auto queue = scheduler.makeSerialQueue("serial");
-    std::vector<std::string> ran;
     queue->async([&] { ran.push_back("first"); });
     queue->async([&] { ran.push_back("second"); });
     std::thread::id thread;
@@ -95,9 +95,9 @@ TEST(ThreadScheduler, SyncRunsItsBlockOnTheCallersThreadBehindThoseSubmittedBefo
 }
 
 TEST(ThreadScheduler, ASynchronousReadSeesTheBarrierSubmittedBefore) {
+    int value = 0;
     ThreadScheduler scheduler(1);
     const auto queue = scheduler.makeConcurrentQueue("concurrent");
-    int value = 0;
     for (int i = 1; i <= 100; ++i) {
         queue->asyncBarrier([&value, i] { value = i; });
         int seen = 0;
@@ -107,10 +107,10 @@ TEST(ThreadScheduler, ASynchronousReadSeesTheBarrierSubmittedBefore) {
 }
 
 TEST(ThreadScheduler, ASynchronousReadDoesNotWaitForReadsUnderWay) {
-    ThreadScheduler scheduler(1);
-    const auto queue = scheduler.makeConcurrentQueue("concurrent");
     std::latch mayEnd(1);
     std::latch ended(1);
+    ThreadScheduler scheduler(1);
+    const auto queue = scheduler.makeConcurrentQueue("concurrent");
     queue->async([&] {
         mayEnd.wait();
         ended.count_down();
@@ -121,10 +121,10 @@ TEST(ThreadScheduler, ASynchronousReadDoesNotWaitForReadsUnderWay) {
 }
 
 TEST(ThreadScheduler, SyncBarrierWaitsForReadsUnderWay) {
-    ThreadScheduler scheduler(2);
-    const auto queue = scheduler.makeConcurrentQueue("concurrent");
     std::latch started(2);
     std::atomic<int> running = 0;
+    ThreadScheduler scheduler(2);
+    const auto queue = scheduler.makeConcurrentQueue("concurrent");
     for (int i = 0; i < 2; ++i) {
         queue->async([&] {
             ++running;
@@ -136,9 +136,9 @@ TEST(ThreadScheduler, SyncBarrierWaitsForReadsUnderWay) {
 }
 
 TEST(ThreadScheduler, SyncFromABlockOfTheSameQueueRunsAtOnce) {
+    std::vector<std::string> ran;
     ThreadScheduler scheduler(1);
     const auto queue = scheduler.makeSerialQueue("serial");
-    std::vector<std::string> ran;
     queue->sync([&] {
         queue->async([&] { ran.push_back("behind"); });
         queue->sync([&] { ran.push_back("inner"); });
@@ -167,12 +167,12 @@ TEST(ThreadScheduler, APoolOfOneThreadThatWaitsRunsThePendingBlocksItself) {
 
 TEST(ThreadScheduler, ManyQueuesThatWaitForEachOtherInAChainDoNotStarveAPoolOfTwo) {
     constexpr int depth = 40;
+    std::atomic<int> reads = 0;
     ThreadScheduler scheduler(2);
     std::vector<std::shared_ptr<platform::Queue>> queues;
     for (int i = 0; i < depth; ++i) {
         queues.push_back(scheduler.makeSerialQueue("queue " + std::to_string(i)));
     }
-    std::atomic<int> reads = 0;
     std::latch done(depth - 1);
     for (std::size_t i = 0; i + 1 < queues.size(); ++i) {
         queues[i]->async([&, i] {
@@ -221,18 +221,18 @@ TEST(ThreadScheduler, APoolWithoutThreadsStopsTheProgram) {
 }
 
 TEST(ThreadScheduler, ADelayedBlockRunsOnItsQueue) {
+    std::promise<bool> isCurrent;
     ThreadScheduler scheduler(1);
     const auto queue = scheduler.makeSerialQueue("serial");
-    std::promise<bool> isCurrent;
     queue->asyncAfter(1ms, [&] { isCurrent.set_value(queue->isCurrent()); });
     EXPECT_TRUE(isCurrent.get_future().get());
 }
 
 TEST(ThreadScheduler, DelayedBlocksRunInTheOrderOfTheirTimes) {
-    ThreadScheduler scheduler(2);
-    const auto queue = scheduler.makeSerialQueue("serial");
     std::vector<int> ran;
     std::latch done(4);
+    ThreadScheduler scheduler(2);
+    const auto queue = scheduler.makeSerialQueue("serial");
     const auto note = [&](int number) {
         return [&, number] {
             ran.push_back(number);
@@ -248,11 +248,11 @@ TEST(ThreadScheduler, DelayedBlocksRunInTheOrderOfTheirTimes) {
 }
 
 TEST(ThreadScheduler, ADelayBeyondTheEndOfTimeIsHeldUntilShutDown) {
+    std::promise<void> soon;
     ThreadScheduler scheduler(1);
     const auto queue = scheduler.makeSerialQueue("serial");
     const auto captured = std::make_shared<int>(0);
     queue->asyncAfter(platform::Duration::max(), [captured] { ADD_FAILURE() << "the end of time came"; });
-    std::promise<void> soon;
     queue->asyncAfter(1ms, [&] { soon.set_value(); });
     soon.get_future().wait();
     EXPECT_EQ(captured.use_count(), 2);
@@ -261,35 +261,35 @@ TEST(ThreadScheduler, ADelayBeyondTheEndOfTimeIsHeldUntilShutDown) {
 }
 
 TEST(ThreadScheduler, BlocksAreDestroyedWithinTheirTurn) {
+    std::promise<bool> isCurrent;
+    std::latch submitted(1);
     ThreadScheduler scheduler(2);
     const auto queue = scheduler.makeSerialQueue("serial");
-    std::promise<bool> isCurrent;
     std::shared_ptr<void> captured(nullptr, [&](void*) {
         queue->async([] {});
         isCurrent.set_value(queue->isCurrent());
     });
-    std::latch submitted(1);
     queue->async([&submitted, held = std::move(captured)] { submitted.wait(); });
     submitted.count_down();
     EXPECT_TRUE(isCurrent.get_future().get());
 }
 
 TEST(ThreadScheduler, ABlockWhoseQueueIsHeldByNobodyStillRuns) {
-    ThreadScheduler scheduler(1);
     std::promise<void> ran;
+    std::promise<void> ranLater;
+    ThreadScheduler scheduler(1);
     scheduler.makeSerialQueue("forgotten")->async([&] { ran.set_value(); });
     ran.get_future().wait();
-    std::promise<void> ranLater;
     scheduler.makeSerialQueue("forgotten")->asyncAfter(1ms, [&] { ranLater.set_value(); });
     ranLater.get_future().wait();
 }
 
 TEST(ThreadSchedulerMain, RunMainRunsTheMainQueueOnItsThreadUntilQuit) {
+    int ran = 0;
     ThreadScheduler scheduler(2);
     const auto main = scheduler.mainQueue();
     const auto thread = std::this_thread::get_id();
     const auto queue = scheduler.makeSerialQueue("serial");
-    int ran = 0;
     for (int i = 0; i < 100; ++i) {
         queue->async([&] {
             main->async([&] {
@@ -306,8 +306,8 @@ TEST(ThreadSchedulerMain, RunMainRunsTheMainQueueOnItsThreadUntilQuit) {
 }
 
 TEST(ThreadSchedulerMain, QuitMainLeavesTheRestForTheNextRun) {
-    ThreadScheduler scheduler(1);
     std::vector<int> ran;
+    ThreadScheduler scheduler(1);
     scheduler.mainQueue()->async([&] {
         ran.push_back(1);
         scheduler.quitMain();
@@ -330,9 +330,9 @@ TEST(ThreadSchedulerMain, AQuitBeforeTheRunEndsIt) {
 }
 
 TEST(ThreadSchedulerMain, DrainMainRunsWhatIsThereAndNoMore) {
+    std::vector<int> ran;
     ThreadScheduler scheduler(1);
     const auto main = scheduler.mainQueue();
-    std::vector<int> ran;
     main->async([&] {
         ran.push_back(1);
         main->async([&] { ran.push_back(3); });
@@ -348,9 +348,9 @@ TEST(ThreadSchedulerMain, DrainMainRunsWhatIsThereAndNoMore) {
 }
 
 TEST(ThreadSchedulerMain, TheHostIsWokenOnceUntilItDrains) {
+    int wakes = 0;
     ThreadScheduler scheduler(1);
     const auto main = scheduler.mainQueue();
-    int wakes = 0;
     scheduler.setMainWake([&] { ++wakes; });
     EXPECT_EQ(wakes, 0);
     main->async([] {});
@@ -367,9 +367,9 @@ TEST(ThreadSchedulerMain, TheHostIsWokenOnceUntilItDrains) {
 }
 
 TEST(ThreadSchedulerMain, AHostThatComesLateIsWokenAtOnce) {
+    int wakes = 0;
     ThreadScheduler scheduler(1);
     scheduler.mainQueue()->async([] {});
-    int wakes = 0;
     scheduler.setMainWake([&] { ++wakes; });
     EXPECT_EQ(wakes, 1);
     scheduler.setMainWake(nullptr);
@@ -378,9 +378,9 @@ TEST(ThreadSchedulerMain, AHostThatComesLateIsWokenAtOnce) {
 }
 
 TEST(ThreadSchedulerMain, TheWakeMayUseTheScheduler) {
+    int ran = 0;
     ThreadScheduler scheduler(1);
     const auto main = scheduler.mainQueue();
-    int ran = 0;
     scheduler.setMainWake([&] {
         scheduler.setMainWake(nullptr);
         main->async([&] { ++ran; });
@@ -391,12 +391,12 @@ TEST(ThreadSchedulerMain, TheWakeMayUseTheScheduler) {
 }
 
 TEST(ThreadSchedulerMain, SyncToTheMainQueueFromAnotherThreadRunsOnTheMainThread) {
+    std::vector<std::string> ran;
+    std::atomic<bool> returned = false;
     ThreadScheduler scheduler(1);
     const auto main = scheduler.mainQueue();
     const auto thread = std::this_thread::get_id();
-    std::vector<std::string> ran;
     main->async([&] { ran.push_back("before"); });
-    std::atomic<bool> returned = false;
     scheduler.makeSerialQueue("serial")->async([&] {
         main->sync([&] {
             EXPECT_EQ(std::this_thread::get_id(), thread);
@@ -412,8 +412,8 @@ TEST(ThreadSchedulerMain, SyncToTheMainQueueFromAnotherThreadRunsOnTheMainThread
 }
 
 TEST(ThreadSchedulerMain, SyncToTheMainQueueFromTheMainThreadRunsTheEarlierBlocksFirst) {
-    ThreadScheduler scheduler(1);
     std::vector<int> ran;
+    ThreadScheduler scheduler(1);
     scheduler.mainQueue()->async([&] { ran.push_back(1); });
     scheduler.mainQueue()->sync([&] { ran.push_back(2); });
     EXPECT_THAT(ran, ElementsAre(1, 2));
@@ -426,8 +426,8 @@ TEST(ThreadSchedulerMain, ADelayedMainBlockWakesTheHost) {
 }
 
 TEST(ThreadSchedulerMain, ADelayedMainBlockRunsWhileThePoolIsBusy) {
-    ThreadScheduler scheduler(1);
     std::latch mayEnd(1);
+    ThreadScheduler scheduler(1);
     scheduler.makeSerialQueue("busy")->async([&] { mayEnd.wait(); });
     scheduler.mainQueue()->asyncAfter(1ms, [&] { scheduler.quitMain(); });
     scheduler.runMain();
@@ -445,12 +445,12 @@ TEST(ThreadSchedulerMain, DrainingOnAnotherThreadStopsTheProgram) {
 }
 
 TEST(ThreadSchedulerShutDown, WhatHasNotStartedIsDroppedAndWhatHasIsWaitedFor) {
-    ThreadScheduler scheduler(1);
-    const auto queue = scheduler.makeSerialQueue("serial");
-    const auto captured = std::make_shared<int>(0);
     std::latch started(1);
     std::latch dropped(1);
     bool ended = false;
+    ThreadScheduler scheduler(1);
+    const auto queue = scheduler.makeSerialQueue("serial");
+    const auto captured = std::make_shared<int>(0);
     queue->async([&] {
         started.count_down();
         dropped.wait();
@@ -491,10 +491,10 @@ TEST(ThreadSchedulerShutDown, AsyncDropsAndSyncRunsOnTheCaller) {
 }
 
 TEST(ThreadSchedulerShutDown, ABlockThatWaitsForTheMainQueueIsLetGo) {
-    ThreadScheduler scheduler(1);
-    const auto main = scheduler.mainQueue();
     bool ran = false;
     std::promise<void> waits;
+    ThreadScheduler scheduler(1);
+    const auto main = scheduler.mainQueue();
     scheduler.setMainWake([&] { waits.set_value(); });
     scheduler.makeSerialQueue("serial")->async([&] { main->sync([&] { ran = true; }); });
     waits.get_future().wait();
@@ -509,10 +509,10 @@ TEST(ThreadSchedulerShutDown, RunMainReturnsAtOnce) {
 }
 
 TEST(ThreadSchedulerShutDown, DroppedObjectsMayUseTheQueuesWhileTheyAreDestroyed) {
+    std::atomic<int> destroyed = 0;
     ThreadScheduler scheduler(1);
     const auto main = scheduler.mainQueue();
     const auto queue = scheduler.makeSerialQueue("serial");
-    std::atomic<int> destroyed = 0;
     const auto use = [&](void*) {
         main->async([] {});
         queue->asyncAfter(1s, [] {});
