@@ -19,6 +19,12 @@ public:
 
     /// The folder in which the user keeps documents; empty when there is none.
     virtual std::optional<std::filesystem::path> documentDirectory() const = 0;
+
+    /// The folder of the application's own resources; empty when it has none.
+    virtual std::optional<std::filesystem::path> resourceDirectory() const = 0;
+
+    /// The user's language and region as a BCP 47 tag, e.g. "ja-JP".
+    virtual std::string locale() const = 0;
 };
 
 } // namespace tarnel::platform

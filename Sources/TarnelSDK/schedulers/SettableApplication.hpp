@@ -24,6 +24,14 @@ public:
         const std::lock_guard lock(mutex_);
         return documentDirectory_;
     }
+    std::optional<std::filesystem::path> resourceDirectory() const override {
+        const std::lock_guard lock(mutex_);
+        return resourceDirectory_;
+    }
+    std::string locale() const override {
+        const std::lock_guard lock(mutex_);
+        return locale_;
+    }
 
     void setBundleIdentifier(std::optional<std::string> identifier) {
         const std::lock_guard lock(mutex_);
@@ -37,12 +45,22 @@ public:
         const std::lock_guard lock(mutex_);
         documentDirectory_ = std::move(directory);
     }
+    void setResourceDirectory(std::optional<std::filesystem::path> directory) {
+        const std::lock_guard lock(mutex_);
+        resourceDirectory_ = std::move(directory);
+    }
+    void setLocale(std::string locale) {
+        const std::lock_guard lock(mutex_);
+        locale_ = std::move(locale);
+    }
 
 private:
     mutable std::mutex mutex_;
     std::optional<std::string> bundleIdentifier_;
     platform::ApplicationState state_ = platform::ApplicationState::active;
     std::optional<std::filesystem::path> documentDirectory_;
+    std::optional<std::filesystem::path> resourceDirectory_;
+    std::string locale_ = "en-US";
 };
 
 } // namespace tarnel
