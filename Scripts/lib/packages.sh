@@ -2,7 +2,7 @@
 
 packages_to_build=(
     g++ cmake ninja-build pkg-config
-    zlib1g-dev libssl-dev libpng-dev libjpeg-dev libexif-dev
+    zlib1g-dev libssl-dev libpng-dev libjpeg-dev libexif-dev libcairo2-dev
     libasio-dev libcli11-dev nlohmann-json3-dev libmsgpack-cxx-dev
 )
 
