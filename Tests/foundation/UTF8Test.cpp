@@ -57,5 +57,20 @@ TEST(UTF8, AcceptsExactlyTheEncodingsOfScalarValuesAmongAllThreeByteSequences) {
     EXPECT_EQ(accepted, ascii * ascii * ascii + 2 * ascii * two + three);
 }
 
+TEST(UTF8, DecodesTheFirstAndLastCodePointOfEveryLength) {
+    EXPECT_EQ(decodeUTF8(std::string_view("\0\x7F", 2)), (std::u32string{0, 0x7F}));
+    EXPECT_EQ(decodeUTF8("\xC2\x80\xDF\xBF"), (std::u32string{0x80, 0x7FF}));
+    EXPECT_EQ(decodeUTF8("\xE0\xA0\x80\xEF\xBF\xBF"), (std::u32string{0x800, 0xFFFF}));
+    EXPECT_EQ(decodeUTF8("\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"), (std::u32string{0x10000, 0x10FFFF}));
+}
+
+TEST(UTF8, DecodesEachIllFormedPartToOneReplacementCharacter) {
+    EXPECT_EQ(decodeUTF8("a\x80\x80z"), U"a\uFFFD\uFFFDz");
+    EXPECT_EQ(decodeUTF8("\xE2\x82z"), U"\uFFFDz");
+    EXPECT_EQ(decodeUTF8("\xF0\x9F\x98"), U"\uFFFD");
+    EXPECT_EQ(decodeUTF8("\xED\xA0\x80"), U"\uFFFD\uFFFD\uFFFD");
+    EXPECT_EQ(decodeUTF8("\xC0\xAF"), U"\uFFFD\uFFFD");
+}
+
 } // namespace
 } // namespace tarnel

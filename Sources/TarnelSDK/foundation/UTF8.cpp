@@ -1,6 +1,6 @@
 #include <TarnelSDK/foundation/UTF8.hpp>
 
-#include <algorithm>
+#include <optional>
 
 namespace tarnel {
 namespace {
@@ -32,32 +32,55 @@ constexpr Sequence sequence(std::uint8_t lead) {
             static_cast<std::uint8_t>(lead == 0xF4 ? 0x8F : 0xBF)};
 }
 
+/// Takes one code point off the front, or nothing for the maximal part that is ill-formed. REQUIRES: not empty.
+std::optional<char32_t> takeCodePoint(ByteView& bytes) {
+    const std::uint8_t lead = bytes[0];
+    const Sequence expected = sequence(lead);
+    bytes = bytes.subspan(1);
+    if (expected.continuations == 0) {
+        return expected.first > expected.last ? std::nullopt : std::optional<char32_t>(lead);
+    }
+    char32_t codePoint = lead & (0x3FU >> expected.continuations);
+    std::uint8_t first = expected.first;
+    std::uint8_t last = expected.last;
+    for (std::size_t i = 0; i < expected.continuations; ++i) {
+        if (bytes.empty() || bytes[0] < first || bytes[0] > last) {
+            return std::nullopt;
+        }
+        codePoint = codePoint << 6 | (bytes[0] & 0x3FU);
+        bytes = bytes.subspan(1);
+        first = 0x80;
+        last = 0xBF;
+    }
+    return codePoint;
+}
+
+ByteView bytesOf(std::string_view text) {
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
 } // namespace
 
 bool isValidUTF8(ByteView bytes) {
     while (!bytes.empty()) {
-        const Sequence expected = sequence(bytes[0]);
-        bytes = bytes.subspan(1);
-        if (expected.continuations == 0) {
-            if (expected.first > expected.last) {
-                return false;
-            }
-            continue;
-        }
-        if (bytes.size() < expected.continuations || bytes[0] < expected.first || bytes[0] > expected.last) {
+        if (!takeCodePoint(bytes)) {
             return false;
         }
-        const ByteView rest = bytes.subspan(1, expected.continuations - 1);
-        if (!std::all_of(rest.begin(), rest.end(), [](std::uint8_t byte) { return (byte & 0xC0) == 0x80; })) {
-            return false;
-        }
-        bytes = bytes.subspan(expected.continuations);
     }
     return true;
 }
 
 bool isValidUTF8(std::string_view text) {
-    return isValidUTF8(ByteView(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+    return isValidUTF8(bytesOf(text));
+}
+
+std::u32string decodeUTF8(std::string_view text) {
+    std::u32string codePoints;
+    codePoints.reserve(text.size());
+    for (ByteView rest = bytesOf(text); !rest.empty();) {
+        codePoints.push_back(takeCodePoint(rest).value_or(U'\uFFFD'));
+    }
+    return codePoints;
 }
 
 } // namespace tarnel

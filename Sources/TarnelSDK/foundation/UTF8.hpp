@@ -2,6 +2,7 @@
 
 #include <TarnelSDK/platform/Bytes.hpp>
 
+#include <string>
 #include <string_view>
 
 namespace tarnel {
@@ -10,5 +11,8 @@ namespace tarnel {
 /// U+10FFFF, nothing cut short.
 bool isValidUTF8(ByteView bytes);
 bool isValidUTF8(std::string_view text);
+
+/// The code points of the text, with U+FFFD for each maximal part that is ill-formed (Unicode 15, section 3.9).
+std::u32string decodeUTF8(std::string_view text);
 
 } // namespace tarnel
