@@ -3,6 +3,8 @@
 packages_to_build=(
     g++ cmake ninja-build pkg-config
     zlib1g-dev libssl-dev libpng-dev libjpeg-dev libexif-dev
+    libfreetype-dev libharfbuzz-dev libfontconfig-dev
+    fonts-noto-core fonts-noto-cjk fonts-symbola
     libasio-dev libcli11-dev nlohmann-json3-dev libmsgpack-cxx-dev
 )
 
