@@ -2,7 +2,9 @@
 
 packages_to_build=(
     g++ cmake ninja-build pkg-config
-    zlib1g-dev libssl-dev libpng-dev libjpeg-dev libexif-dev libcairo2-dev
+    zlib1g-dev libssl-dev libpng-dev libjpeg-dev libexif-dev
+    libcairo2-dev libfreetype-dev libharfbuzz-dev libfribidi-dev libfontconfig-dev
+    fonts-noto-core fonts-noto-cjk fonts-symbola
     libasio-dev libcli11-dev nlohmann-json3-dev libmsgpack-cxx-dev
 )
 

@@ -4,8 +4,10 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tarnel {
 
@@ -54,6 +56,9 @@ public:
 
     /// Whether the font has a glyph of its own for the code point.
     bool isGlyphSupported(char32_t codePoint) const;
+    /// The installed fonts that stand in for this one, at its size and about its weight: those for the languages (BCP
+    /// 47 tags, the dearest first), then any. Only fonts with outlines of one colour.
+    std::vector<Font> getReplacementFonts(std::span<const std::string> languages) const;
     std::shared_ptr<const CharacterSet> characterSet() const;
 
     /// The file, opened once for all sizes.

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+struct FT_FaceRec_;
+struct hb_font_t;
+
+namespace tarnel {
+
+class CharacterSet;
+
+/// A face of a font file with outlines. The file is mapped, not read, when something is first asked of it; one that
+/// then proves unreadable, or has no outlines, has no glyphs and metrics of 0. Called on any thread.
+class Typeface {
+public:
+    /// In units of the em.
+    struct Metrics {
+        int unitsPerEm = 0;
+        int ascent = 0;
+        int descent = 0; ///< below the baseline, positive
+        int lineGap = 0;
+        int weight = 400; ///< OpenType's usWeightClass
+    };
+
+    /// The same object for the same file and face, as long as somebody holds it. `face` is the index in a collection;
+    /// its bits from 16 up, when set, are the number of a named instance of a variable font.
+    static std::shared_ptr<Typeface> of(const std::filesystem::path& file, int face);
+
+    /// How many faces the file has by its first bytes (TrueType collection header, OpenType 1.9); 0 when it cannot be
+    /// read.
+    static int faceCount(const std::filesystem::path& file);
+
+    const std::filesystem::path& file() const { return file_; }
+    int face() const { return face_; }
+
+    /// Whether the file was opened. Asking does not open it.
+    bool isOpen() const { return isOpen_; }
+    /// Opens the file; whether it has glyphs to give.
+    bool isReadable() const { return opened() != nullptr; }
+
+    /// PostScript name; the file's name when it has none.
+    std::string name() const;
+    Metrics metrics() const;
+    /// 0 when the face has no glyph for the code point.
+    std::uint32_t glyph(char32_t codePoint) const;
+    std::shared_ptr<const CharacterSet> characterSet() const;
+
+    /// For shaping: immutable, scaled to the units of the em, living as long as this; null when unreadable. A caller
+    /// scales with `hb_font_create_sub_font`.
+    hb_font_t* shaper() const;
+
+    /// Runs `use` with the FreeType face set to `size` pixels per em, which no one else uses meanwhile; false, without
+    /// running it, when the file is unreadable or has no such size. `use` asks nothing else of this object.
+    bool withFace(double size, const std::function<void(FT_FaceRec_*)>& use) const;
+
+    /// Only `of` has the key.
+    class Key {
+        friend class Typeface;
+        Key() = default;
+    };
+    Typeface(Key, std::filesystem::path file, int face);
+    ~Typeface();
+    Typeface(const Typeface&) = delete;
+    Typeface& operator=(const Typeface&) = delete;
+
+private:
+    struct Opened;
+    /// Null when the file is unreadable.
+    const Opened* opened() const;
+
+    const std::filesystem::path file_;
+    const int face_;
+    mutable std::once_flag opening_;
+    mutable std::unique_ptr<Opened> opened_;
+    mutable std::atomic<bool> isOpen_{false};
+    /// Held while the FreeType face is used.
+    mutable std::mutex faceMutex_;
+    mutable std::once_flag collecting_;
+    mutable std::shared_ptr<const CharacterSet> characterSet_;
+};
+
+} // namespace tarnel
