@@ -6,48 +6,60 @@
 #include <memory>
 #include <string_view>
 
+struct _cairo;
+
 namespace tarnel {
 
-/// A line of text, shaped and measured: an immutable value. Characters that a run's font lacks are taken from the
-/// system's fonts. A line feed is drawn as a space. Called on any thread.
+/// A line of text, shaped and ordered for display: an immutable value, cheap to copy. Called on any thread.
+///
+/// Ligatures, marks and joined letters are as the fonts have them, and text from right to left runs so (Unicode
+/// Standard Annex 9). A character that its run's font lacks is taken from an installed one that has it. A line feed or
+/// another control character is as wide as a space.
 class TextLine {
 public:
-    /// In pixels, x from the start of the line to the right and y from the baseline upward, as in a font.
+    /// In pixels, x from the start of the line to the right, y from the baseline upward.
     struct Bounds {
         double x = 0;
         double y = 0; ///< of the lower edge
         double width = 0;
         double height = 0;
 
+        bool isEmpty() const { return width <= 0 || height <= 0; }
+        /// The smallest box around both; an empty one does not count.
+        Bounds united(const Bounds& other) const;
+
         friend bool operator==(const Bounds&, const Bounds&) = default;
     };
 
-    /// `locale` is the BCP 47 tag that chooses among forms of a character.
-    explicit TextLine(const AttributedString& string, std::string_view locale = {});
-
-    /// What the ink covers; zero when there is none.
-    Bounds imageBounds() const;
-    /// How far the line leads, in pixels.
-    double width() const;
-    double ascent() const;
-    double descent() const;
-
-    /// The line as `rgba8`, smooth, `ascent` rounded up and `descent` rounded up high and `width` rounded up wide, or
-    /// larger where ink sticks out; empty when there is no ink. `origin` is where the line starts on its baseline,
-    /// counted from the upper left corner.
+    /// What the line looks like: `rgba8`, smooth, from the highest ascent to the lowest descent and as wide as the line
+    /// leads, more where ink sticks out, and at most 8,192 pixels each way.
     struct Drawing {
         Image image;
+        /// Where the line starts on its baseline, counted from the upper left corner of the image.
         int originX = 0;
         int originY = 0;
     };
+
+    /// `locale`, a BCP 47 tag, chooses among national forms of a character.
+    explicit TextLine(const AttributedString& string, std::string_view locale = {});
+
+    /// The smallest box around the ink; all zero when there is none.
+    Bounds imageBounds() const;
+    /// How far the line leads.
+    double width() const;
+    /// Of the highest and the lowest of the fonts, from the baseline; not negative.
+    double ascent() const;
+    double descent() const;
+    /// Of the font that has most.
+    double leading() const;
+
     Drawing draw() const;
+    /// Draws with Cairo, the line starting at (x, y) on its baseline.
+    void draw(_cairo* context, double x, double y) const;
 
 private:
     struct Layout;
     std::shared_ptr<const Layout> layout_;
 };
-
-/// The text as a picture, transparent where no ink is; the larger of ink and line box. Line feeds make lines.
-Image text(const AttributedString& string, std::string_view locale = {});
 
 } // namespace tarnel
