@@ -72,5 +72,23 @@ TEST(UTF8, DecodesEachIllFormedPartToOneReplacementCharacter) {
     EXPECT_EQ(decodeUTF8("\xC0\xAF"), U"\uFFFD\uFFFD");
 }
 
+TEST(UTF8, EncodesWhatItDecodes) {
+    std::u32string all;
+    for (char32_t codePoint = 0; codePoint <= 0x10FFFF; ++codePoint) {
+        if (codePoint < 0xD800 || codePoint > 0xDFFF) {
+            all.push_back(codePoint);
+        }
+    }
+    const std::string text = encodeUTF8(all);
+    EXPECT_TRUE(isValidUTF8(text));
+    EXPECT_EQ(decodeUTF8(text), all);
+    EXPECT_EQ(encodeUTF8(U"\u00FC\u20AC\U0001F600"), "\xC3\xBC\xE2\x82\xAC\xF0\x9F\x98\x80");
+}
+
+TEST(UTF8, EncodesNoSurrogate) {
+    EXPECT_DEATH(encodeUTF8(std::u32string(1, 0xD800)), "scalar value");
+    EXPECT_DEATH(encodeUTF8(std::u32string(1, 0x110000)), "scalar value");
+}
+
 } // namespace
 } // namespace tarnel

@@ -6,8 +6,9 @@
 
 namespace tarnel::test {
 
-// Debian's fonts-noto-core and fonts-noto-cjk.
-inline const std::filesystem::path notoSans = "/usr/share/fonts/truetype/noto/NotoSans-Regular.ttf";
-inline const std::filesystem::path notoSansCJK = "/usr/share/fonts/opentype/noto/NotoSansCJK-Regular.ttc";
+inline const std::filesystem::path notoSans = TARNEL_FONT_SANS;
+inline const std::filesystem::path notoSansCJK = TARNEL_FONT_CJK;
+/// The font of the emoji, or where there is none another that has some.
+inline const std::filesystem::path emoji = TARNEL_FONT_EMOJI;
 
 } // namespace tarnel::test

@@ -1,4 +1,5 @@
 #include <TarnelSDK/foundation/UTF8.hpp>
+#include <TarnelSDK/platform/Precondition.hpp>
 
 #include <optional>
 
@@ -81,6 +82,34 @@ std::u32string decodeUTF8(std::string_view text) {
         codePoints.push_back(takeCodePoint(rest).value_or(U'\uFFFD'));
     }
     return codePoints;
+}
+
+std::string encodeUTF8(std::u32string_view codePoints) {
+    std::string text;
+    const auto add = [&text](char32_t bits) { text.push_back(static_cast<char>(bits)); };
+    const auto addContinuation = [&](char32_t codePoint, unsigned shift) {
+        add(0x80U | ((codePoint >> shift) & 0x3FU));
+    };
+    for (const char32_t codePoint : codePoints) {
+        precondition(codePoint < 0xD800 || (codePoint > 0xDFFF && codePoint <= 0x10FFFF),
+                     "a character is a Unicode scalar value");
+        if (codePoint < 0x80) {
+            add(codePoint);
+        } else if (codePoint < 0x800) {
+            add(0xC0U | codePoint >> 6);
+            addContinuation(codePoint, 0);
+        } else if (codePoint < 0x10000) {
+            add(0xE0U | codePoint >> 12);
+            addContinuation(codePoint, 6);
+            addContinuation(codePoint, 0);
+        } else {
+            add(0xF0U | codePoint >> 18);
+            addContinuation(codePoint, 12);
+            addContinuation(codePoint, 6);
+            addContinuation(codePoint, 0);
+        }
+    }
+    return text;
 }
 
 } // namespace tarnel

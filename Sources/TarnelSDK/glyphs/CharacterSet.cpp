@@ -3,8 +3,21 @@
 #include <hb.h>
 
 namespace tarnel {
+namespace {
+
+hb_set_t* setOf(std::u32string_view members) {
+    hb_set_t* set = hb_set_create();
+    for (const char32_t member : members) {
+        hb_set_add(set, member);
+    }
+    return set;
+}
+
+} // namespace
 
 CharacterSet::CharacterSet() : CharacterSet(hb_set_create()) {}
+
+CharacterSet::CharacterSet(std::u32string_view members) : CharacterSet(setOf(members)) {}
 
 CharacterSet::CharacterSet(hb_set_t* set) : set_(set), count_(hb_set_get_population(set)) {}
 

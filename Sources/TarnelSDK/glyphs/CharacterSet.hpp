@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <string_view>
 
 struct hb_set_t;
 
@@ -12,6 +13,8 @@ class CharacterSet {
 public:
     /// The set without members.
     CharacterSet();
+
+    explicit CharacterSet(std::u32string_view members);
 
     /// Takes `set` over; it is not changed any more.
     explicit CharacterSet(hb_set_t* set);

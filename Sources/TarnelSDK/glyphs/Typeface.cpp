@@ -148,6 +148,7 @@ std::shared_ptr<Typeface> Typeface::of(const std::filesystem::path& file, int fa
 }
 
 int Typeface::faceCount(const std::filesystem::path& file) {
+    constexpr std::size_t tagLength = 4;
     constexpr std::size_t countOffset = 8;
     constexpr int bitsPerByte = 8;
     std::ifstream stream(file, std::ios::binary);
@@ -155,8 +156,12 @@ int Typeface::faceCount(const std::filesystem::path& file) {
     if (!stream || !stream.read(header.data(), header.size())) {
         return 0;
     }
-    if (std::string_view(header.data(), 4) != "ttcf") {
+    const std::string_view tag(header.data(), tagLength);
+    if (tag == "OTTO" || tag == "true" || tag == std::string_view("\0\1\0\0", tagLength)) {
         return 1;
+    }
+    if (tag != "ttcf") {
+        return 0;
     }
     std::uint32_t count = 0;
     for (std::size_t i = countOffset; i < header.size(); ++i) {
@@ -209,19 +214,49 @@ hb_font_t* Typeface::shaper() const {
     return open ? open->shaper.get() : nullptr;
 }
 
+bool Typeface::setSize(const Opened& open, double size) {
+    constexpr double fractionsPerPixel = 64;
+    const auto fractions = static_cast<FT_F26Dot6>(std::lround(size * fractionsPerPixel));
+    return FT_Set_Char_Size(open.face, 0, fractions, 0, 0) == 0;
+}
+
 bool Typeface::withFace(double size, const std::function<void(FT_FaceRec_*)>& use) const {
     const auto* open = opened();
     if (!open) {
         return false;
     }
-    constexpr double fractionsPerPixel = 64;
     const std::lock_guard lock(faceMutex_);
-    const auto fractions = static_cast<FT_F26Dot6>(std::lround(size * fractionsPerPixel));
-    if (FT_Set_Char_Size(open->face, 0, fractions, 0, 0) != 0) {
+    if (!setSize(*open, size)) {
         return false;
     }
     use(open->face);
     return true;
+}
+
+std::shared_ptr<const GlyphBitmap> Typeface::bitmap(std::uint32_t glyph, double size) const {
+    constexpr std::size_t maximumKeptBytes = 4 << 20;
+    const auto* open = opened();
+    if (!open) {
+        return nullptr;
+    }
+    const std::lock_guard lock(faceMutex_);
+    const std::pair key(size, glyph);
+    if (const auto found = bitmaps_.find(key); found != bitmaps_.end()) {
+        return found->second;
+    }
+    auto drawn = setSize(*open, size) ? rasterize(open->face, glyph) : std::nullopt;
+    if (!drawn) {
+        return nullptr;
+    }
+    const auto kept = std::make_shared<const GlyphBitmap>(std::move(*drawn));
+    const std::size_t bytes = sizeof(GlyphBitmap) + kept->pixels.size();
+    if (bitmapBytes_ + bytes > maximumKeptBytes) {
+        bitmaps_.clear();
+        bitmapBytes_ = 0;
+    }
+    bitmapBytes_ += bytes;
+    bitmaps_.emplace(key, kept);
+    return kept;
 }
 
 } // namespace tarnel

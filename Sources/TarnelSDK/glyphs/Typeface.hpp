@@ -1,13 +1,18 @@
 #pragma once
 
+#include <TarnelSDK/glyphs/GlyphBitmap.hpp>
+
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
 struct FT_FaceRec_;
 struct hb_font_t;
@@ -33,8 +38,8 @@ public:
     /// its bits from 16 up, when set, are the number of a named instance of a variable font.
     static std::shared_ptr<Typeface> of(const std::filesystem::path& file, int face);
 
-    /// How many faces the file has by its first bytes (TrueType collection header, OpenType 1.9); 0 when it cannot be
-    /// read.
+    /// How many faces the file has by its first bytes (OpenType 1.9, font file header and collection header); 0 when it
+    /// cannot be read or is no OpenType file.
     static int faceCount(const std::filesystem::path& file);
 
     const std::filesystem::path& file() const { return file_; }
@@ -51,6 +56,10 @@ public:
     /// 0 when the face has no glyph for the code point.
     std::uint32_t glyph(char32_t codePoint) const;
     std::shared_ptr<const CharacterSet> characterSet() const;
+
+    /// The glyph drawn for a display of one bit a pixel; those drawn last are kept. Null when the file or the glyph's
+    /// data is unreadable.
+    std::shared_ptr<const GlyphBitmap> bitmap(std::uint32_t glyph, double size) const;
 
     /// For shaping: immutable, scaled to the units of the em, living as long as this; null when unreadable. A caller
     /// scales with `hb_font_create_sub_font`.
@@ -80,8 +89,13 @@ private:
     mutable std::once_flag opening_;
     mutable std::unique_ptr<Opened> opened_;
     mutable std::atomic<bool> isOpen_{false};
-    /// Held while the FreeType face is used.
+    /// Whether the FreeType face could be set to that size. The lock is held.
+    static bool setSize(const Opened& open, double size);
+
+    /// Held while the FreeType face or the kept bitmaps are used.
     mutable std::mutex faceMutex_;
+    mutable std::map<std::pair<double, std::uint32_t>, std::shared_ptr<const GlyphBitmap>> bitmaps_;
+    mutable std::size_t bitmapBytes_ = 0;
     mutable std::once_flag collecting_;
     mutable std::shared_ptr<const CharacterSet> characterSet_;
 };
