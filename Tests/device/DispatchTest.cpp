@@ -115,6 +115,8 @@ TEST_F(DispatchTest, StoresNoMoreKeysThanGlassesCanHave) {
     EXPECT_THAT(notifications, SizeIs(1)) << "what is not stored is still told";
     recieve(MessagePackValue::map({{"key 0", "new"}}));
     EXPECT_EQ(device->data().at("key 0"), Value("new"));
+    device->setIntProperty(Property::fontSize, 20);
+    EXPECT_EQ(device->getIntProperty(Property::fontSize), 20) << "a setting of the application is kept all the same";
 }
 
 TEST_F(DispatchTest, TakesABinaryKeyAsText) {

@@ -1,9 +1,5 @@
+#include "CanvasFixture.hpp"
 #include "support/RLEDecoder.hpp"
-#include "support/TestPlatform.hpp"
-
-#include <TarnelSDK/display/Canvas.hpp>
-#include <TarnelSDK/display/DisplayDevice.hpp>
-#include <TarnelSDK/messagepack/Unpack.hpp>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,65 +9,16 @@
 namespace tarnel {
 namespace {
 
-using test::TestPlatform;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-/// The current device of a display that notes what it is sent.
-class RecordingDevice : public DisplayDevice, public DisplayDeviceSource {
-public:
-    void sendData(Bytes data, ItemType type) override {
-        messages.push_back(unpackFirst(data));
-        sizes.push_back(data.size());
-        types.push_back(type);
-    }
-    std::shared_ptr<DisplayDevice> currentDisplayDevice() override { return isCurrent ? self.lock() : nullptr; }
-
-    bool isCurrent = true;
-    std::weak_ptr<RecordingDevice> self;
-    std::vector<MessagePackValue> messages;
-    std::vector<std::size_t> sizes;
-    std::vector<ItemType> types;
-};
-
-class CanvasTest : public ::testing::Test {
+class CanvasTest : public test::CanvasFixture {
 protected:
-    CanvasTest() {
-        device->self = device;
-        platform::Provided<DisplayDeviceSource>::provide(device);
-    }
-
-    /// The argument of the n-th message, which must be this command of the background layer.
     MessagePackValue argument(const char* command, std::size_t n) const {
-        const auto* layer = device->messages.at(n)["canvas"];
-        const auto* value = layer ? (*layer)[command] : nullptr;
-        EXPECT_TRUE(value) << "message " << n << " is " << device->messages.at(n).description();
-        return value ? *value : MessagePackValue();
+        return CanvasFixture::argument("canvas", command, n);
     }
-
-    bool isFlush(std::size_t n) const {
-        return device->messages.at(n) ==
-               MessagePackValue::map({{"canvas", MessagePackValue::map({{"flush", nullptr}})}});
-    }
-
-    static std::vector<std::uint64_t> numbers(const MessagePackValue& array) {
-        std::vector<std::uint64_t> result;
-        for (const auto& element : *array.arrayValue()) {
-            result.push_back(element.uint64Value().value());
-        }
-        return result;
-    }
-
-    static Image gray(int width, int height, std::uint8_t value = 0x80) {
-        return Image(width, height, PixelFormat::gray8,
-                     Bytes(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), value));
-    }
-
-    TestPlatform platform;
-    std::shared_ptr<RecordingDevice> device = std::make_shared<RecordingDevice>();
-    Canvas canvas;
 };
 
 TEST(SplitImage, KeepsAnImageOf39603PixelsInOneBandAndSplitsOneOf39604) {

@@ -38,6 +38,29 @@ TEST(Mirror, ClearsARectangleFromItsBottomLeftCornerUp) {
     EXPECT_EQ(pixels(mirror), Bytes({9, 9, 9, 0, 9, 9}));
 }
 
+TEST(Mirror, FillsARectangleWithAGrey) {
+    Mirror mirror(2, 3);
+    mirror.fill({1, -1, 5, 2}, 7);
+    EXPECT_EQ(pixels(mirror), Bytes({0, 0, 0, 0, 0, 7}));
+}
+
+TEST(Mirror, BlendsWhatIsPartlyTransparentWithWhatIsThere) {
+    Mirror mirror(4, 1);
+    mirror.fill({0, 0, 4, 1}, 100);
+    // Opaque, half and wholly transparent white, and pure green, whose luminance is 0.59.
+    mirror.blend(Image(4, 1, PixelFormat::rgba8,
+                       Bytes{255, 255, 255, 255, 255, 255, 255, 128, 255, 255, 255, 0, 0, 255, 0, 255}),
+                 0, 0);
+    EXPECT_EQ(pixels(mirror), Bytes({255, 178, 100, 150}));
+}
+
+TEST(Mirror, BlendsGreysWhollyAndOnlyWhereItIs) {
+    Mirror mirror(2, 2);
+    mirror.blend(Image(2, 2, PixelFormat::gray8, Bytes{1, 2, 3, 4}), 1, 1);
+    mirror.blend(Image(1, 1, PixelFormat::grayAlpha8, Bytes{50, 200}), 0, 0);
+    EXPECT_EQ(pixels(mirror), Bytes({0, 3, 50, 0}));
+}
+
 TEST(MirrorDeathTest, TakesNoOtherFormat) {
     Mirror mirror(1, 1);
     EXPECT_DEATH(mirror.draw(Image(1, 1, PixelFormat::rgba8, Bytes(4)), 0, 0), "gray8");

@@ -4,6 +4,8 @@
 #include <TarnelSDK/display/Canvas.hpp>
 #include <TarnelSDK/display/DisplayDevice.hpp>
 #include <TarnelSDK/foundation/Bindable.hpp>
+#include <TarnelSDK/glyphs/Glypher.hpp>
+#include <TarnelSDK/images/Image.hpp>
 #include <TarnelSDK/link/IncomingManager.hpp>
 #include <TarnelSDK/link/OutgoingManager.hpp>
 #include <TarnelSDK/messagepack/MessagePackValue.hpp>
@@ -31,8 +33,6 @@ class Tarnel : public DisplayDevice, public std::enable_shared_from_this<Tarnel>
     struct Key {};
 
 public:
-    /// The largest message that the firmware takes, in bytes.
-    static constexpr int MAX_PAYLOAD_SIZE = 10000;
     /// The versions of the link protocol: 1 writes with response, 2 without.
     static constexpr std::array<int, 2> supportedProtocols{1, 2};
 
@@ -61,6 +61,7 @@ public:
     Bindable<bool> isConnected{false}; ///< mirrors `isAuthenticated`
 
     Canvas canvas;
+    Glypher glypher; ///< makes the fonts for texts
 
     DeviceState state() const;
     void setState(DeviceState state);
@@ -100,6 +101,15 @@ public:
     void setLayout(Layout layout, unsigned timeout, bool hideStatusBar);
     void screenOff();
 
+    /// Shows a text with a font for its characters, in the layouts `textBottomLeftAlign` and `textBottomCenterAlign`;
+    /// dropped in others, and while an older text has not begun to go out. The text is UTF-8.
+    void sendText(const std::string& text);
+    /// Shows a text with a font for its characters, and an icon of one bit a pixel, in the layout `navigation`; dropped
+    /// in others. REQUIRES: an icon of fewer than 2,048 pixels each way.
+    void sendTextAndImage(const std::string& text, const std::optional<Image>& image);
+    /// The font that goes before all others in every later text and label; nothing goes back to those alone.
+    void setCustomFontForAllText(std::optional<Font> font);
+
     /// Asks for the settings; the answers arrive as messages, in `data`.
     void getSettings();
     std::optional<std::int64_t> getIntProperty(Property property) const;
@@ -120,6 +130,9 @@ public:
     void sendData(Bytes data);
     void sendTextData(Bytes data);
 
+    bool isDisplayConnected() const override { return isConnected.value(); }
+    Glypher& displayGlypher() override { return glypher; }
+
 private:
     friend class Peripheral;
 
@@ -127,6 +140,9 @@ private:
 
     void send(std::string_view key, MessagePackValue value);
     void setTime();
+    /// `[text, font]`, or `[text]` where no font can be made.
+    MessagePackValue textWithFont(const std::string& text);
+    /// Keeps a bounded number of keys other than those of `Property`.
     void storeData(const std::string& key, Value value);
     void setPeripheralName(std::optional<std::string> name);
     void bondIsMissing(bool hadBond);

@@ -2,6 +2,7 @@
 #include <TarnelSDK/device/Tarnel.hpp>
 #include <TarnelSDK/foundation/Log.hpp>
 #include <TarnelSDK/foundation/UTF8.hpp>
+#include <TarnelSDK/images/UIImage+Extension.hpp>
 #include <TarnelSDK/messagepack/Pack.hpp>
 
 #include <array>
@@ -15,6 +16,16 @@ constexpr const char* controlKey = "control";
 constexpr const char* requestKey = "req";
 constexpr const char* screenOffKey = "screen_off";
 constexpr const char* setTimeKey = "set_time";
+constexpr const char* leftTextKey = "tbla";
+constexpr const char* centerTextKey = "tbca";
+constexpr const char* iconKey = "icon";
+constexpr const char* navigationKey = "nav";
+
+constexpr unsigned navigationWithIcon = 9;
+constexpr unsigned navigationWithoutIcon = 0;
+
+/// Keys that are stored of what the glasses report, far more than they have.
+constexpr std::size_t mostStoredKeys = 256;
 
 struct RequestedProperty {
     const char* key;
@@ -74,6 +85,39 @@ void Tarnel::setLayout(Layout layout, unsigned timeout, bool hideStatusBar) {
     }
 }
 
+MessagePackValue Tarnel::textWithFont(const std::string& text) {
+    MessagePackValue::Array elements{text};
+    const auto& application = *platform::Platform::current().services().application;
+    if (auto font = glypher.toBinFont(text, application.locale())) {
+        elements.emplace_back(*std::move(font));
+    }
+    return elements;
+}
+
+void Tarnel::sendText(const std::string& text) {
+    const auto current = layout();
+    if (current != Layout::textBottomLeftAlign && current != Layout::textBottomCenterAlign) {
+        return;
+    }
+    const char* key = current == Layout::textBottomLeftAlign ? leftTextKey : centerTextKey;
+    sendTextData(pack(MessagePackValue::map({{key, textWithFont(text)}})));
+}
+
+void Tarnel::sendTextAndImage(const std::string& text, const std::optional<Image>& image) {
+    if (layout() != Layout::navigation) {
+        return;
+    }
+    if (auto icon = image ? toTNImage(*image, 1) : std::nullopt) {
+        send(iconKey, *std::move(icon));
+    }
+    send(navigationKey,
+         MessagePackValue::array({image ? navigationWithIcon : navigationWithoutIcon, textWithFont(text)}));
+}
+
+void Tarnel::setCustomFontForAllText(std::optional<Font> font) {
+    glypher.setCustomFont(std::move(font));
+}
+
 void Tarnel::screenOff() {
     send(screenOffKey, nullptr);
 }
@@ -110,7 +154,9 @@ void Tarnel::setStringProperty(Property property, std::string value) {
 
 void Tarnel::storeData(const std::string& key, Value value) {
     const std::lock_guard lock(mutex_);
-    data_.insert_or_assign(key, std::move(value));
+    if (data_.size() < mostStoredKeys || data_.contains(key) || propertyFromRawValue(key)) {
+        data_.insert_or_assign(key, std::move(value));
+    }
 }
 
 std::string Tarnel::getName() const {

@@ -14,8 +14,6 @@ namespace {
 
 constexpr const char* recieveOperation = "recieve(data:)";
 constexpr std::int64_t failedCommandCode = 2;
-/// Keys that are stored of what the glasses report, far more than they have.
-constexpr std::size_t mostStoredKeys = 256;
 /// Unsent bytes from which requests of the glasses are not answered: they ask faster than they listen.
 constexpr std::size_t mostUnsentBytes = 1024 * 1024;
 
@@ -135,12 +133,7 @@ void Tarnel::recieveProperty(const std::string& key, const Value& value) {
     if (logEnabled()) {
         log(">>>GOT data for property: " + key + ":  with value: " + value.description(), {recieveOperation, "Tarnel"});
     }
-    {
-        const std::lock_guard lock(mutex_);
-        if (data_.size() < mostStoredKeys || data_.contains(key)) {
-            data_.insert_or_assign(key, value);
-        }
-    }
+    storeData(key, value);
     postMessage(key, value);
 }
 

@@ -1,49 +1,29 @@
 #include <TarnelSDK/display/Canvas.hpp>
+#include <TarnelSDK/display/CanvasMessages.hpp>
+#include <TarnelSDK/display/Coordinates.hpp>
 #include <TarnelSDK/display/DisplayDevice.hpp>
 #include <TarnelSDK/foundation/Data+Extensions.hpp>
 #include <TarnelSDK/images/UIImage+Extension.hpp>
-#include <TarnelSDK/messagepack/Pack.hpp>
-#include <TarnelSDK/platform/Platform.hpp>
 #include <TarnelSDK/platform/Precondition.hpp>
 
 #include <algorithm>
 #include <cstdint>
-#include <limits>
-#include <string_view>
 #include <utility>
 
 namespace tarnel {
 namespace {
 
+constexpr int textSlotCount = 7;
+constexpr int imageSlotCount = 3;
+constexpr int animationSlotCount = 1;
+
 /// Images of fewer pixels travel as one band.
 constexpr std::int64_t smallestSplitImage = 39604;
 /// The bitmap of a band of a larger image, in bytes.
 constexpr int bandBytes = 9900;
-/// The largest message that the glasses take, in bytes.
-constexpr std::size_t largestMessage = 10000;
 
-MessagePackValue unsignedValue(int number) {
-    precondition(number >= 0, "coordinates and sizes on the display are not negative");
-    return MessagePackValue(static_cast<std::uint64_t>(number));
-}
-
-int sum(int a, int b) {
-    const std::int64_t result = std::int64_t{a} + b;
-    precondition(result >= std::numeric_limits<int>::min() && result <= std::numeric_limits<int>::max(),
-                 "coordinates on the display do not overflow");
-    return static_cast<int>(result);
-}
-
-Bytes packedCommand(const char* key, MessagePackValue argument) {
-    auto command = MessagePackValue::map({{key, std::move(argument)}});
-    return pack(MessagePackValue::map({{"canvas", std::move(command)}}));
-}
-
-void send(Bytes message) {
-    const auto source = platform::Provided<DisplayDeviceSource>::get();
-    if (const auto device = source ? source->currentDisplayDevice() : nullptr) {
-        device->sendData(std::move(message), ItemType::longwrite);
-    }
+LVGLSlotManager emptySlotManager() {
+    return {textSlotCount, imageSlotCount, animationSlotCount};
 }
 
 } // namespace
@@ -67,7 +47,7 @@ std::vector<Rect> splitImage(Size image, int bpp) {
     return bands;
 }
 
-Canvas::Canvas() : canvas_(WIDTH, HEIGHT) {}
+Canvas::Canvas() : canvas_(WIDTH, HEIGHT), slotManager_(emptySlotManager()) {}
 
 void Canvas::drawBackground(const Image& image, int x, int y, bool shouldCommitImmediately) {
     const std::lock_guard lock(mutex_);
@@ -90,29 +70,29 @@ void Canvas::sendBand(const Image& gray, const Rect& band, int x, int y) {
     if (!bitmap) {
         return;
     }
-    const int left = sum(x, band.x);
-    const int top = sum(y, band.y);
-    Bytes message =
-        packedCommand("cnvs_img", MessagePackValue::array({
+    const int left = coordinate(std::int64_t{x} + band.x);
+    const int top = coordinate(std::int64_t{y} + band.y);
+    Bytes message = packedCommand(backgroundLayer, "cnvs_img",
+                                  MessagePackValue::array({
                                       MessagePackValue::array({unsignedValue(left), unsignedValue(top)}),
                                       MessagePackValue::array({unsignedValue(band.width), unsignedValue(band.height)}),
                                       unsignedValue(1),
                                       compressWithRLE(*bitmap),
                                   }));
-    if (message.size() > largestMessage && band.height > 1) {
+    if (message.size() > DisplayDevice::MAX_PAYLOAD_SIZE && band.height > 1) {
         // Rare: pixels that the run-length encoding makes longer. The glasses would refuse the message.
         const int upper = band.height / 2;
         sendBand(gray, {band.x, band.y, band.width, upper}, x, y);
         sendBand(gray, {band.x, band.y + upper, band.width, band.height - upper}, x, y);
         return;
     }
-    send(std::move(message));
-    canvas_.draw(pixels, left, sum(HEIGHT - band.height, -top));
+    sendToDisplay(std::move(message));
+    canvas_.draw(pixels, left, coordinate(std::int64_t{HEIGHT} - band.height - top));
 }
 
 void Canvas::clearBackground() {
     const std::lock_guard lock(mutex_);
-    send(packedCommand("cnvs_clr", nullptr));
+    sendCommand(backgroundLayer, "cnvs_clr", nullptr);
     clearMirror();
     isBackgroundDirty_ = true;
 }
@@ -120,24 +100,46 @@ void Canvas::clearBackground() {
 void Canvas::clearBackgroundRect(int x, int y, int width, int height) {
     const std::lock_guard lock(mutex_);
     precondition(width >= 0 && height >= 0, "coordinates and sizes on the display are not negative");
-    send(packedCommand("cnvs_clrblk", MessagePackValue::array({
-                                          unsignedValue(x),
-                                          unsignedValue(y),
-                                          unsignedValue(sum(x, width)),
-                                          unsignedValue(sum(y, height)),
-                                      })));
+    sendCommand(backgroundLayer, "cnvs_clrblk",
+                MessagePackValue::array({
+                    unsignedValue(x),
+                    unsignedValue(y),
+                    unsignedValue(coordinate(std::int64_t{x} + width)),
+                    unsignedValue(coordinate(std::int64_t{y} + height)),
+                }));
     canvas_.clear({x, HEIGHT - y, width, height});
     isBackgroundDirty_ = true;
 }
 
 void Canvas::flush() {
     const std::lock_guard lock(mutex_);
-    send(packedCommand("flush", nullptr));
+    sendCommand(backgroundLayer, "flush", nullptr);
     isBackgroundDirty_ = false;
+}
+
+void Canvas::clear(bool shouldClearBackground) {
+    const std::lock_guard lock(mutex_);
+    clear_all();
+    if (shouldClearBackground) {
+        clearBackground();
+    }
+}
+
+void Canvas::clear_all() {
+    const std::lock_guard lock(mutex_);
+    sendCommand(objectLayer, "clr_all", nullptr);
+    slotManager_ = emptySlotManager();
 }
 
 void Canvas::commit() {
     const std::lock_guard lock(mutex_);
+    if (isTextDirty_) {
+        commitText();
+    }
+    if (isLVGLObjectDirty_) {
+        sendCommand(objectLayer, "flush", nullptr);
+        isLVGLObjectDirty_ = false;
+    }
     if (isBackgroundDirty_) {
         flush();
     }
@@ -147,7 +149,10 @@ void Canvas::reset() {
     const std::lock_guard lock(mutex_);
     clearMirror();
     previousDrawingRects_.clear();
+    slotManager_ = emptySlotManager();
     isBackgroundDirty_ = false;
+    isTextDirty_ = false;
+    isLVGLObjectDirty_ = false;
 }
 
 void Canvas::clearMirror() {

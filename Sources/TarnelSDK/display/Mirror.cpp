@@ -1,14 +1,17 @@
+#include <TarnelSDK/display/Coordinates.hpp>
 #include <TarnelSDK/display/Mirror.hpp>
+#include <TarnelSDK/images/Luminance.hpp>
 #include <TarnelSDK/platform/Precondition.hpp>
 
 #include <algorithm>
+#include <vector>
 
 namespace tarnel {
 namespace {
 
 /// The rectangle, whose vertical axis points up, in rows counted from the top.
 Rect flipped(const Rect& rect, int height) {
-    return {rect.x, height - rect.y - rect.height, rect.width, rect.height};
+    return {rect.x, coordinate(std::int64_t{height} - rect.y - rect.height), rect.width, rect.height};
 }
 
 } // namespace
@@ -26,10 +29,28 @@ void Mirror::draw(const Image& image, int x, int y) {
     }
 }
 
-void Mirror::clear(const Rect& rect) {
+void Mirror::blend(const Image& image, int x, int y) {
+    const Rect place = flipped({x, y, image.width(), image.height()}, height_);
+    const Rect visible = intersection(place, {0, 0, width_, height_});
+    const std::size_t step = image.bytesPerPixel();
+    std::vector<std::uint8_t> ink(static_cast<std::size_t>(image.width()));
+    for (int row = visible.y; row < visible.y + visible.height; ++row) {
+        luminanceOfRow(image, row - place.y, ink);
+        const auto source = image.row(row - place.y);
+        for (int column = visible.x; column < visible.x + visible.width; ++column) {
+            const auto at = static_cast<std::size_t>(column - place.x);
+            const unsigned alpha = step == 1 ? 255U : source[at * step + step - 1];
+            auto& pixel = pixels_[static_cast<std::size_t>(row) * static_cast<std::size_t>(width_) +
+                                  static_cast<std::size_t>(column)];
+            pixel = static_cast<std::uint8_t>(std::min(255U, ink[at] + (pixel * (255U - alpha) + 127U) / 255U));
+        }
+    }
+}
+
+void Mirror::fill(const Rect& rect, std::uint8_t gray) {
     const Rect visible = intersection(flipped(rect, height_), {0, 0, width_, height_});
     for (int row = visible.y; row < visible.y + visible.height; ++row) {
-        std::fill_n(pixels_.begin() + std::ptrdiff_t{row} * width_ + visible.x, visible.width, std::uint8_t{0});
+        std::fill_n(pixels_.begin() + std::ptrdiff_t{row} * width_ + visible.x, visible.width, gray);
     }
 }
 
