@@ -1,4 +1,4 @@
-#include "../glyphs/Fonts.hpp"
+#include "support/Fonts.hpp"
 #include "DeviceFixture.hpp"
 
 #include <TarnelSDK/images/UIImage+Extension.hpp>

@@ -1,4 +1,4 @@
-#include "../glyphs/Fonts.hpp"
+#include "support/Fonts.hpp"
 #include "CanvasFixture.hpp"
 
 #include <TarnelSDK/foundation/Log.hpp>

@@ -1,4 +1,4 @@
-#include "Fonts.hpp"
+#include "support/Fonts.hpp"
 #include "support/Command.hpp"
 
 #include <TarnelSDK/glyphs/CharacterSet.hpp>
