@@ -1,5 +1,5 @@
-#include "support/Fonts.hpp"
 #include "CanvasFixture.hpp"
+#include "support/Fonts.hpp"
 
 #include <TarnelSDK/foundation/Log.hpp>
 #include <TarnelSDK/images/Luminance.hpp>
