@@ -84,7 +84,10 @@ public:
     /// The display goes dark, "disp_timeout" is sent, and the application loses control.
     void displayTimeout();
 
+    /// What is visible now. Nothing announces that what moves has moved.
     Frame frame() const;
+    /// The time until the visible frame may be another although nothing is received; nothing when it stays.
+    std::optional<platform::Duration> nextFrameChange() const;
     bool isDisplayOn() const;
     /// Identifier of the application in control; empty when the glasses show their own screen.
     const std::optional<std::string>& controlOwner() const;
