@@ -6,6 +6,9 @@
 #include <TarnelGlasses/FirmwareClock.hpp>
 #include <TarnelGlasses/MessagePack.hpp>
 #include <TarnelGlasses/ObjectCommands.hpp>
+#include <TarnelGlasses/StatusBar.hpp>
+#include <TarnelGlasses/TextCommands.hpp>
+#include <TarnelGlasses/TextScreen.hpp>
 
 #include <algorithm>
 #include <deque>
@@ -20,6 +23,9 @@ namespace {
 /// The application identifier that gives control back.
 constexpr std::string_view noApplication = "tn";
 constexpr int noLayout = 0;
+constexpr int textLeftLayout = 1;
+constexpr int textCenterLayout = 2;
+constexpr int navigationLayout = 3;
 constexpr int canvasLayout = 4;
 constexpr std::int64_t maximumTimeout = UINT32_MAX;
 /// Text that came from outside, fit for an error message.
@@ -43,7 +49,8 @@ void record(std::deque<T>& records, T entry) {
 class Firmware::State : public std::enable_shared_from_this<State> {
 public:
     State(const GlassesOptions& options, Output output)
-        : output_(std::move(output)), lvglVersion_(options.lvglVersion) {
+        : output_(std::move(output)), lvglVersion_(options.lvglVersion), batteryLevel_(options.batteryLevel),
+          isCharging_(options.isCharging) {
         properties_.emplace("dev_name", options.name);
         properties_.emplace("led", options.brightness);
         properties_.emplace("app_ver", options.firmwareVersion);
@@ -57,9 +64,13 @@ public:
     void loseControl();
     void displayTimeout();
     void darken();
+    Frame frame() const;
+    std::optional<platform::Duration> nextFrameChange() const;
 
     Output output_;
     const LvglVersion lvglVersion_;
+    int batteryLevel_;
+    bool isCharging_;
     std::optional<std::size_t> maximumValueLength_; ///< while connected
     ChunkJoiner joiner_{maximumMessageSize};
     ChunkCutter cutter_;
@@ -71,7 +82,8 @@ public:
     int layout_ = noLayout;
     bool hidesStatusBar_ = false;
     bool isLit_ = false;
-    DisplayLayers layers_;
+    DisplayLayers layers_;       ///< of the canvas layout
+    TextScreen textScreen_;      ///< of the other layouts
     std::uint64_t timeouts_ = 0; ///< tells the pending time-out from earlier ones
 
     std::deque<ReceivedMessage> received_;
@@ -99,6 +111,13 @@ private:
 
     void canvas(const Value& value);
     void objects(const Value& value);
+    void textLeft(const Value& value) { text(value, textLeftLayout, LvglAlignment::left); }
+    void textCenter(const Value& value) { text(value, textCenterLayout, LvglAlignment::center); }
+    void text(const Value& value, int layout, LvglAlignment alignment);
+    void icon(const Value& value);
+    void navigation(const Value& value);
+    void answerRefused(const std::optional<std::string>& font);
+    bool hasStatusBar() const { return layout_ != noLayout && layout_ != canvasLayout && !hidesStatusBar_; }
     void requireControl(int layout) const;
     void light();
 
@@ -118,6 +137,10 @@ const Firmware::State::Handlers& Firmware::State::commands() {
         {"screen_off", &State::screenOff},
         {"canvas", &State::canvas},
         {"lvgl_obj", &State::objects},
+        {"tbla", &State::textLeft},
+        {"tbca", &State::textCenter},
+        {"icon", &State::icon},
+        {"nav", &State::navigation},
     };
     return handlers;
 }
@@ -220,6 +243,7 @@ void Firmware::State::loseControl() {
     layout_ = noLayout;
     hidesStatusBar_ = false;
     layers_.reset();
+    textScreen_.reset();
 }
 
 void Firmware::State::displayTimeout() {
@@ -256,12 +280,14 @@ void Firmware::State::request(const Value& value) {
 
 void Firmware::State::setNavigationOffset(const Value& value) {
     properties_["nav_y_offset"] = requireInteger(value, INT32_MIN, INT32_MAX);
+    output_.frameChanged();
 }
 
 void Firmware::State::setTime(const Value& value) {
     if (!clock_.set(requireText(value), output_.now())) {
         throw CommandFailure("no date and time");
     }
+    output_.frameChanged();
 }
 
 void Firmware::State::screenOff(const Value& value) {
@@ -301,6 +327,60 @@ void Firmware::State::objects(const Value& value) {
     } else {
         output_.frameChanged();
     }
+}
+
+void Firmware::State::text(const Value& value, int layout, LvglAlignment alignment) {
+    requireControl(layout);
+    auto command = parseText(value, lvglVersion_);
+    textScreen_.showText(std::move(command.text), alignment);
+    answerRefused(command.refusedFont);
+    light();
+}
+
+void Firmware::State::icon(const Value& value) {
+    requireControl(navigationLayout);
+    textScreen_.setIcon(parseIcon(value));
+    output_.frameChanged();
+}
+
+void Firmware::State::navigation(const Value& value) {
+    requireControl(navigationLayout);
+    auto command = parseNavigation(value, lvglVersion_);
+    textScreen_.showNavigation(std::move(command.text.text), command.showsIcon);
+    answerRefused(command.text.refusedFont);
+    light();
+}
+
+void Firmware::State::answerRefused(const std::optional<std::string>& font) {
+    if (font) {
+        answer("font", *font);
+    }
+}
+
+Frame Firmware::State::frame() const {
+    if (!isLit_) {
+        return {};
+    }
+    if (layout_ == canvasLayout) {
+        return layers_.visible(output_.now());
+    }
+    Frame frame;
+    if (hasStatusBar()) {
+        StatusBar{.time = clock_.at(output_.now()), .batteryLevel = batteryLevel_, .isCharging = isCharging_}.draw(
+            frame);
+    }
+    textScreen_.draw(frame, properties_.at("nav_y_offset").integer().value_or(0));
+    return frame;
+}
+
+std::optional<platform::Duration> Firmware::State::nextFrameChange() const {
+    if (!isLit_) {
+        return std::nullopt;
+    }
+    if (layout_ == canvasLayout) {
+        return layers_.nextChange(output_.now());
+    }
+    return hasStatusBar() ? clock_.untilNextMinute(output_.now()) : std::nullopt;
 }
 
 Firmware::Firmware(const GlassesOptions& options, Output output)
@@ -350,6 +430,12 @@ void Firmware::requestTime() {
     state_->answer("time_req", {});
 }
 
+void Firmware::setBattery(int level, bool isCharging) {
+    state_->batteryLevel_ = level;
+    state_->isCharging_ = isCharging;
+    state_->output_.frameChanged();
+}
+
 void Firmware::takeControl(const std::string& application) {
     state_->loseControl();
     state_->owner_ = application;
@@ -362,11 +448,11 @@ void Firmware::displayTimeout() {
 }
 
 Frame Firmware::frame() const {
-    return state_->isLit_ ? state_->layers_.visible(state_->output_.now()) : Frame();
+    return state_->frame();
 }
 
 std::optional<platform::Duration> Firmware::nextFrameChange() const {
-    return state_->isLit_ ? state_->layers_.nextChange(state_->output_.now()) : std::nullopt;
+    return state_->nextFrameChange();
 }
 
 bool Firmware::isDisplayOn() const {
