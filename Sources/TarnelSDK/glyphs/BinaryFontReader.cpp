@@ -171,7 +171,9 @@ std::vector<std::uint32_t> readLocations(ByteView section, int format, std::size
     std::uint32_t previous = sectionHeaderBytes;
     for (std::uint32_t i = 0; i < count; ++i) {
         const std::uint32_t location = format == 0 ? cursor.number(sizeof(std::uint16_t)) : cursor.u32();
-        require(location <= glyphBytes && (i == 0 ? location == sectionHeaderBytes : location > previous),
+        // Glyph 0, which is never drawn, may have no record.
+        require(location <= glyphBytes && location >= previous && (i > 0 || location == sectionHeaderBytes) &&
+                    (i < 2 || location > previous),
                 "its glyph offsets do not grow from 8 to the end of the glyphs");
         locations.push_back(location);
         previous = location;
@@ -210,7 +212,8 @@ std::vector<BinaryFontGlyph> readGlyphs(ByteView section, std::span<const std::u
     std::vector<BinaryFontGlyph> glyphs;
     for (std::size_t i = 0; i < locations.size(); ++i) {
         const std::size_t end = i + 1 < locations.size() ? locations[i + 1] : section.size();
-        glyphs.push_back(readGlyph(section.subspan(locations[i], end - locations[i]), head));
+        const auto record = section.subspan(locations[i], end - locations[i]);
+        glyphs.push_back(i == 0 && record.empty() ? BinaryFontGlyph{} : readGlyph(record, head));
     }
     return glyphs;
 }

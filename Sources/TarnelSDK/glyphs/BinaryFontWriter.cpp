@@ -308,7 +308,8 @@ const char* whatIsTooLarge(const BinaryFontMetrics& metrics, const Glyphs& glyph
 
 int bitsNeeded(int num) {
     const bool isNegative = num < 0;
-    return std::bit_width(static_cast<unsigned>(isNegative ? ~num : num)) + (isNegative ? 1 : 0);
+    const auto magnitude = static_cast<unsigned>(isNegative ? ~num : num);
+    return static_cast<int>(std::bit_width(magnitude)) + (isNegative ? 1 : 0);
 }
 
 std::variant<Bytes, BinaryFontError> writeBinaryFont(const BinaryFontMetrics& metrics, const Glyphs& glyphs) {

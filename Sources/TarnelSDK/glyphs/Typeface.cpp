@@ -248,7 +248,7 @@ std::shared_ptr<const GlyphBitmap> Typeface::bitmap(std::uint32_t glyph, double 
     if (!drawn) {
         return nullptr;
     }
-    const auto kept = std::make_shared<const GlyphBitmap>(std::move(*drawn));
+    auto kept = std::make_shared<const GlyphBitmap>(std::move(*drawn));
     const std::size_t bytes = sizeof(GlyphBitmap) + kept->pixels.size();
     if (bitmapBytes_ + bytes > maximumKeptBytes) {
         bitmaps_.clear();
