@@ -16,6 +16,14 @@ T require(std::optional<T> value, const char* what) {
 
 } // namespace
 
+std::pair<std::string, Value> requireCommand(const Value& value) {
+    const auto* dictionary = value.dictionary();
+    if (dictionary == nullptr || dictionary->size() != 1) {
+        throw CommandFailure("not one command");
+    }
+    return *dictionary->begin();
+}
+
 void requireNil(const Value& value) {
     if (!value.isNull()) {
         throw CommandFailure("takes no value");
@@ -56,6 +64,14 @@ std::string requireText(const Value& value) {
 
 Bytes requireBinary(const Value& value) {
     return require(value.bytes(), "binary");
+}
+
+LvglImage requireImage(const Value& value) {
+    auto image = LvglImage::decode(requireBinary(value));
+    if (const auto* reason = std::get_if<std::string>(&image)) {
+        throw CommandFailure(*reason);
+    }
+    return std::get<LvglImage>(std::move(image));
 }
 
 } // namespace tarnel::glasses

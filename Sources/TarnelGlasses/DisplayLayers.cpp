@@ -1,6 +1,7 @@
 #include <TarnelGlasses/DisplayLayers.hpp>
 
 #include <algorithm>
+#include <utility>
 
 namespace tarnel::glasses {
 
@@ -25,13 +26,32 @@ void DisplayLayers::clearBackground() {
     background_ = Frame();
 }
 
-void DisplayLayers::flush() {
-    visible_ = background_;
+void DisplayLayers::flushBackground() {
+    visibleBackground_ = background_;
+    composed_.reset();
+}
+
+void DisplayLayers::changeObjects(const ObjectCommands& commands, platform::Duration now) {
+    for (const auto& change : commands.changes) {
+        change(objects_, now);
+    }
+    composed_.reset();
 }
 
 void DisplayLayers::reset() {
     background_ = Frame();
-    visible_ = Frame();
+    visibleBackground_ = Frame();
+    objects_.reset();
+    composed_.reset();
+}
+
+const Frame& DisplayLayers::visible(platform::Duration now) const {
+    auto moment = objects_.moment(now);
+    if (!composed_ || composed_->moment != moment) {
+        composed_ = {std::move(moment), visibleBackground_};
+        objects_.draw(composed_->frame, now);
+    }
+    return composed_->frame;
 }
 
 } // namespace tarnel::glasses

@@ -1,10 +1,14 @@
 #include <TarnelGlasses/Arguments.hpp>
+#include <TarnelGlasses/CanvasCommands.hpp>
 #include <TarnelGlasses/Chunks.hpp>
 #include <TarnelGlasses/DisplayLayers.hpp>
 #include <TarnelGlasses/Firmware.hpp>
 #include <TarnelGlasses/FirmwareClock.hpp>
 #include <TarnelGlasses/MessagePack.hpp>
-#include <TarnelGlasses/Rle.hpp>
+#include <TarnelGlasses/ObjectCommands.hpp>
+#include <TarnelGlasses/StatusBar.hpp>
+#include <TarnelGlasses/TextCommands.hpp>
+#include <TarnelGlasses/TextScreen.hpp>
 
 #include <algorithm>
 #include <deque>
@@ -19,32 +23,17 @@ namespace {
 /// The application identifier that gives control back.
 constexpr std::string_view noApplication = "tn";
 constexpr int noLayout = 0;
+constexpr int textLeftLayout = 1;
+constexpr int textCenterLayout = 2;
+constexpr int navigationLayout = 3;
 constexpr int canvasLayout = 4;
 constexpr std::int64_t maximumTimeout = UINT32_MAX;
-constexpr std::int64_t maximumCoordinate = UINT16_MAX;
-/// An image may reach past the display, but a few bytes must not unfold to any size.
-constexpr std::int64_t maximumImagePixels = 4 * 1024 * 1024;
-
-/// Thrown for a command that the firmware does not have.
-struct UnknownCommand {
-    std::string name;
-};
-
 /// Text that came from outside, fit for an error message.
 std::string printable(const std::string& text) {
     auto shown = text.substr(0, 64);
     std::replace_if(
         shown.begin(), shown.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
     return shown;
-}
-
-/// The one entry of a command.
-std::pair<std::string, Value> requireCommand(const Value& value) {
-    const auto* dictionary = value.dictionary();
-    if (dictionary == nullptr || dictionary->size() != 1) {
-        throw CommandFailure("not one command");
-    }
-    return *dictionary->begin();
 }
 
 template <typename T>
@@ -59,7 +48,9 @@ void record(std::deque<T>& records, T entry) {
 
 class Firmware::State : public std::enable_shared_from_this<State> {
 public:
-    State(const GlassesOptions& options, Output output) : output_(std::move(output)) {
+    State(const GlassesOptions& options, Output output)
+        : output_(std::move(output)), lvglVersion_(options.lvglVersion), batteryLevel_(options.batteryLevel),
+          isCharging_(options.isCharging) {
         properties_.emplace("dev_name", options.name);
         properties_.emplace("led", options.brightness);
         properties_.emplace("app_ver", options.firmwareVersion);
@@ -73,8 +64,13 @@ public:
     void loseControl();
     void displayTimeout();
     void darken();
+    Frame frame() const;
+    std::optional<platform::Duration> nextFrameChange() const;
 
     Output output_;
+    const LvglVersion lvglVersion_;
+    int batteryLevel_;
+    bool isCharging_;
     std::optional<std::size_t> maximumValueLength_; ///< while connected
     ChunkJoiner joiner_{maximumMessageSize};
     ChunkCutter cutter_;
@@ -86,7 +82,8 @@ public:
     int layout_ = noLayout;
     bool hidesStatusBar_ = false;
     bool isLit_ = false;
-    DisplayLayers layers_;
+    DisplayLayers layers_;       ///< of the canvas layout
+    TextScreen textScreen_;      ///< of the other layouts
     std::uint64_t timeouts_ = 0; ///< tells the pending time-out from earlier ones
 
     std::deque<ReceivedMessage> received_;
@@ -98,9 +95,8 @@ private:
     using Handler = void (State::*)(const Value&);
     using Handlers = std::map<std::string_view, Handler>;
     static const Handlers& commands();
-    static const Handlers& canvasCommands();
 
-    void dispatch(const Handlers& handlers, const std::string& name, const Value& value);
+    void dispatch(const std::string& name, const Value& value);
     void fail(CommandErrorCode code, std::string text);
 
     void control(const Value& value);
@@ -114,10 +110,16 @@ private:
     void screenOff(const Value& value);
 
     void canvas(const Value& value);
-    void canvasImage(const Value& value);
-    void canvasClear(const Value& value);
-    void canvasClearBlock(const Value& value);
-    void canvasFlush(const Value& value);
+    void objects(const Value& value);
+    void textLeft(const Value& value) { text(value, textLeftLayout, LvglAlignment::left); }
+    void textCenter(const Value& value) { text(value, textCenterLayout, LvglAlignment::center); }
+    void text(const Value& value, int layout, LvglAlignment alignment);
+    void icon(const Value& value);
+    void navigation(const Value& value);
+    void answerRefused(const std::optional<std::string>& font);
+    bool hasStatusBar() const { return layout_ != noLayout && layout_ != canvasLayout && !hidesStatusBar_; }
+    void requireControl(int layout) const;
+    void light();
 
     void startTimeout(std::int64_t seconds);
 };
@@ -134,16 +136,11 @@ const Firmware::State::Handlers& Firmware::State::commands() {
         {"set_time", &State::setTime},
         {"screen_off", &State::screenOff},
         {"canvas", &State::canvas},
-    };
-    return handlers;
-}
-
-const Firmware::State::Handlers& Firmware::State::canvasCommands() {
-    static const Handlers handlers = {
-        {"cnvs_img", &State::canvasImage},
-        {"cnvs_clr", &State::canvasClear},
-        {"cnvs_clrblk", &State::canvasClearBlock},
-        {"flush", &State::canvasFlush},
+        {"lvgl_obj", &State::objects},
+        {"tbla", &State::textLeft},
+        {"tbca", &State::textCenter},
+        {"icon", &State::icon},
+        {"nav", &State::navigation},
     };
     return handlers;
 }
@@ -161,7 +158,7 @@ void Firmware::State::take(const ChunkJoiner::Message& message) {
     }
     const auto& [name, argument] = *value->dictionary()->begin();
     try {
-        dispatch(commands(), name, argument);
+        dispatch(name, argument);
     } catch (const CommandFailure& failure) {
         fail(CommandErrorCode::failedCommand, name + ": " + failure.what());
     } catch (const UnknownCommand& unknown) {
@@ -169,9 +166,9 @@ void Firmware::State::take(const ChunkJoiner::Message& message) {
     }
 }
 
-void Firmware::State::dispatch(const Handlers& handlers, const std::string& name, const Value& value) {
-    const auto handler = handlers.find(name);
-    if (handler == handlers.end()) {
+void Firmware::State::dispatch(const std::string& name, const Value& value) {
+    const auto handler = commands().find(name);
+    if (handler == commands().end()) {
         throw UnknownCommand{name};
     }
     (this->*handler->second)(value);
@@ -218,9 +215,8 @@ void Firmware::State::control(const Value& value) {
         layout_ = layout;
         hidesStatusBar_ = hidesStatusBar;
     }
-    isLit_ = true;
     startTimeout(timeout);
-    output_.frameChanged();
+    light();
 }
 
 void Firmware::State::startTimeout(std::int64_t seconds) {
@@ -247,6 +243,7 @@ void Firmware::State::loseControl() {
     layout_ = noLayout;
     hidesStatusBar_ = false;
     layers_.reset();
+    textScreen_.reset();
 }
 
 void Firmware::State::displayTimeout() {
@@ -283,12 +280,14 @@ void Firmware::State::request(const Value& value) {
 
 void Firmware::State::setNavigationOffset(const Value& value) {
     properties_["nav_y_offset"] = requireInteger(value, INT32_MIN, INT32_MAX);
+    output_.frameChanged();
 }
 
 void Firmware::State::setTime(const Value& value) {
     if (!clock_.set(requireText(value), output_.now())) {
         throw CommandFailure("no date and time");
     }
+    output_.frameChanged();
 }
 
 void Firmware::State::screenOff(const Value& value) {
@@ -296,58 +295,92 @@ void Firmware::State::screenOff(const Value& value) {
     darken();
 }
 
-void Firmware::State::canvas(const Value& value) {
-    const auto [name, argument] = requireCommand(value);
-    if (!isOwnerConnected_ || layout_ != canvasLayout) {
-        throw CommandFailure("no control of the canvas");
-    }
-    try {
-        dispatch(canvasCommands(), name, argument);
-    } catch (const CommandFailure& failure) {
-        throw CommandFailure(name + ": " + failure.what());
+/// Throws unless the application at the other end has the display, with this layout.
+void Firmware::State::requireControl(int layout) const {
+    if (!isOwnerConnected_ || layout_ != layout) {
+        throw CommandFailure("no control of the layout");
     }
 }
 
-void Firmware::State::canvasImage(const Value& value) {
-    const auto& elements = requireArray(value, {4});
-    const auto& origin = requireArray(elements[0], {2});
-    const auto& size = requireArray(elements[1], {2});
-    const DisplayLayers::Area area{.x = requireInteger(origin[0], 0, maximumCoordinate),
-                                   .y = requireInteger(origin[1], 0, maximumCoordinate),
-                                   .width = requireInteger(size[0], 1, maximumCoordinate),
-                                   .height = requireInteger(size[1], 1, maximumCoordinate)};
-    if (area.width * area.height > maximumImagePixels) {
-        throw CommandFailure("the image is too large");
-    }
-    requireInteger(elements[2], 1, 1);
-    const auto encoded = requireBinary(elements[3]);
-    const auto pixels = decodeRle(encoded, static_cast<std::size_t>((area.width * area.height + 3) / 4));
-    if (!pixels) {
-        throw CommandFailure("the pixels do not fill the image");
-    }
-    layers_.drawBackground(area, *pixels);
-}
-
-void Firmware::State::canvasClear(const Value& value) {
-    requireNil(value);
-    layers_.clearBackground();
-}
-
-void Firmware::State::canvasClearBlock(const Value& value) {
-    const auto& elements = requireArray(value, {4, 5});
-    const auto left = requireInteger(elements[0], 0, maximumCoordinate);
-    const auto top = requireInteger(elements[1], 0, maximumCoordinate);
-    const auto right = requireInteger(elements[2], left, maximumCoordinate);
-    const auto bottom = requireInteger(elements[3], top, maximumCoordinate);
-    const auto level = elements.size() == 5 ? requireInteger(elements[4], 0, 3) : 0;
-    layers_.fillBackground({left, top, right - left, bottom - top}, static_cast<std::uint8_t>(level));
-}
-
-void Firmware::State::canvasFlush(const Value& value) {
-    requireNil(value);
-    layers_.flush();
+void Firmware::State::light() {
     isLit_ = true;
     output_.frameChanged();
+}
+
+void Firmware::State::canvas(const Value& value) {
+    requireCommand(value);
+    requireControl(canvasLayout);
+    if (performCanvasCommand(value, layers_)) {
+        light();
+    }
+}
+
+void Firmware::State::objects(const Value& value) {
+    requireControl(canvasLayout);
+    const auto commands = parseObjectCommands(value, lvglVersion_);
+    layers_.changeObjects(commands, output_.now());
+    for (const auto& reason : commands.refusedFonts) {
+        answer("font", reason);
+    }
+    if (commands.flushes) {
+        light();
+    } else {
+        output_.frameChanged();
+    }
+}
+
+void Firmware::State::text(const Value& value, int layout, LvglAlignment alignment) {
+    requireControl(layout);
+    auto command = parseText(value, lvglVersion_);
+    textScreen_.showText(std::move(command.text), alignment);
+    answerRefused(command.refusedFont);
+    light();
+}
+
+void Firmware::State::icon(const Value& value) {
+    requireControl(navigationLayout);
+    textScreen_.setIcon(parseIcon(value));
+    output_.frameChanged();
+}
+
+void Firmware::State::navigation(const Value& value) {
+    requireControl(navigationLayout);
+    auto command = parseNavigation(value, lvglVersion_);
+    textScreen_.showNavigation(std::move(command.text.text), command.showsIcon);
+    answerRefused(command.text.refusedFont);
+    light();
+}
+
+void Firmware::State::answerRefused(const std::optional<std::string>& font) {
+    if (font) {
+        answer("font", *font);
+    }
+}
+
+Frame Firmware::State::frame() const {
+    if (!isLit_) {
+        return {};
+    }
+    if (layout_ == canvasLayout) {
+        return layers_.visible(output_.now());
+    }
+    Frame frame;
+    if (hasStatusBar()) {
+        StatusBar{.time = clock_.at(output_.now()), .batteryLevel = batteryLevel_, .isCharging = isCharging_}.draw(
+            frame);
+    }
+    textScreen_.draw(frame, properties_.at("nav_y_offset").integer().value_or(0));
+    return frame;
+}
+
+std::optional<platform::Duration> Firmware::State::nextFrameChange() const {
+    if (!isLit_) {
+        return std::nullopt;
+    }
+    if (layout_ == canvasLayout) {
+        return layers_.nextChange(output_.now());
+    }
+    return hasStatusBar() ? clock_.untilNextMinute(output_.now()) : std::nullopt;
 }
 
 Firmware::Firmware(const GlassesOptions& options, Output output)
@@ -397,6 +430,12 @@ void Firmware::requestTime() {
     state_->answer("time_req", {});
 }
 
+void Firmware::setBattery(int level, bool isCharging) {
+    state_->batteryLevel_ = level;
+    state_->isCharging_ = isCharging;
+    state_->output_.frameChanged();
+}
+
 void Firmware::takeControl(const std::string& application) {
     state_->loseControl();
     state_->owner_ = application;
@@ -409,7 +448,11 @@ void Firmware::displayTimeout() {
 }
 
 Frame Firmware::frame() const {
-    return state_->isLit_ ? state_->layers_.visible() : Frame();
+    return state_->frame();
+}
+
+std::optional<platform::Duration> Firmware::nextFrameChange() const {
+    return state_->nextFrameChange();
 }
 
 bool Firmware::isDisplayOn() const {

@@ -36,11 +36,17 @@ struct ReceivedMessage {
 ///
 /// A message is one map with one entry. One of more than 10,000 bytes, one that cannot be taken apart and one with an
 /// unknown command are answered with "cmp_err" and code 1; a command whose value is wrong in type, count, range or
-/// content with code 2, and it then has no effect. The "canvas" commands are for the application in control, in the
-/// canvas layout; without it they fail. Taking control empties the layers.
+/// content with code 2, and it then has no effect. What is shown is for the application in control, in the layout that
+/// it took: "canvas" and "lvgl_obj" in the canvas layout, "tbla", "tbca", "icon" and "nav" in the layouts for text and
+/// navigation; without it they fail. Taking control empties the display. A font that cannot be read is answered with
+/// "font" and the reason; what came with it holds.
+///
+/// The canvas layout uses the whole display; the status bar is drawn in the layouts for text and navigation, unless it
+/// was hidden with "control".
 ///
 /// The display time-out, in seconds, counts from the last "control"; 0 is none. "screen_off" and the time-out make the
-/// display dark, a "flush" or "control" lights it. Giving control back leads to the glasses' own screen, which is dark.
+/// display dark; a "flush", a text or "control" lights it. Giving control back leads to the glasses' own screen, which
+/// is dark.
 class Firmware {
 public:
     static constexpr std::size_t maximumMessageSize = 10'000;
@@ -79,12 +85,17 @@ public:
     void tap(std::int64_t count);
     void powerButton(std::int64_t count);
     void requestTime();
+    /// What the status bar shows: percent, 0 to 100.
+    void setBattery(int level, bool isCharging);
     /// Another application takes the display; the one in control until now is told.
     void takeControl(const std::string& application);
     /// The display goes dark, "disp_timeout" is sent, and the application loses control.
     void displayTimeout();
 
+    /// What is visible now. Nothing announces that what moves has moved.
     Frame frame() const;
+    /// The time until the visible frame may be another although nothing is received; nothing when it stays.
+    std::optional<platform::Duration> nextFrameChange() const;
     bool isDisplayOn() const;
     /// Identifier of the application in control; empty when the glasses show their own screen.
     const std::optional<std::string>& controlOwner() const;

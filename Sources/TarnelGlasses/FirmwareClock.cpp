@@ -73,4 +73,12 @@ std::optional<std::string> FirmwareClock::at(platform::Duration now) const {
     return std::string(text.data());
 }
 
+std::optional<platform::Duration> FirmwareClock::untilNextMinute(platform::Duration now) const {
+    if (!text_) {
+        return std::nullopt;
+    }
+    const auto passed = (time_ - floor<minutes>(time_)) + (now - setAt_);
+    return minutes(1) - passed % minutes(1);
+}
+
 } // namespace tarnel::glasses

@@ -18,6 +18,8 @@ public:
     const std::optional<std::string>& text() const { return text_; }
     /// The text of the time at the moment `now`.
     std::optional<std::string> at(platform::Duration now) const;
+    /// From the moment `now` until hours and minutes change; nothing when no time is set.
+    std::optional<platform::Duration> untilNextMinute(platform::Duration now) const;
 
 private:
     std::optional<std::string> text_;

@@ -343,6 +343,11 @@ Frame SimulatedGlasses::frame() const {
     return state_->firmware.frame();
 }
 
+std::optional<Duration> SimulatedGlasses::nextFrameChange() const {
+    const std::lock_guard lock(mutex_);
+    return state_->firmware.nextFrameChange();
+}
+
 bool SimulatedGlasses::isDisplayOn() const {
     const std::lock_guard lock(mutex_);
     return state_->firmware.isDisplayOn();

@@ -79,8 +79,10 @@ public:
 
     // What is seen.
 
-    /// The visible frame; dark while the display is off.
+    /// The visible frame; dark while the display is off. What moves is drawn as it is at this moment.
     Frame frame() const;
+    /// The time until what moves may look otherwise; nothing when nothing moves.
+    std::optional<platform::Duration> nextFrameChange() const;
     bool isDisplayOn() const;
     std::optional<std::string> controlOwner() const;
     int layout() const;
@@ -111,7 +113,7 @@ public:
 
     /// Observers are called on the radio's queue. An empty function ends the observation.
     void setTrace(GattTraceObserver observer);
-    /// Called when the visible frame may be another.
+    /// Called when the visible frame may be another; not for what moves.
     void setFrameObserver(std::function<void()> observer);
 
     // What the host at the other end of the air meets, on the radio's queue.

@@ -36,6 +36,7 @@ void SimulatedGlasses::setBattery(int level, bool charging) {
         self.perform([&](State& state) {
             state.batteryLevel = level;
             state.isCharging = charging;
+            state.firmware.setBattery(level, charging);
             self.notify(state, gatt::batteryLevel(), {static_cast<std::uint8_t>(level)});
             self.notify(state, gatt::batteryPowerState(), state.batteryPowerState());
         });

@@ -1,5 +1,5 @@
-#include "../glyphs/Fonts.hpp"
 #include "DeviceFixture.hpp"
+#include "support/Fonts.hpp"
 
 #include <TarnelSDK/images/UIImage+Extension.hpp>
 

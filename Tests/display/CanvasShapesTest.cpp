@@ -1,5 +1,5 @@
-#include "../glyphs/Fonts.hpp"
 #include "CanvasFixture.hpp"
+#include "support/Fonts.hpp"
 #include "support/RLEDecoder.hpp"
 
 #include <TarnelSDK/glyphs/TextImage.hpp>

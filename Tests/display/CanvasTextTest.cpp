@@ -1,5 +1,5 @@
-#include "../glyphs/Fonts.hpp"
 #include "CanvasFixture.hpp"
+#include "support/Fonts.hpp"
 
 #include <TarnelSDK/foundation/Log.hpp>
 #include <TarnelSDK/images/Luminance.hpp>

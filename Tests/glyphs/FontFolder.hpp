@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Fonts.hpp"
+#include "support/Fonts.hpp"
 #include "support/Command.hpp"
 #include "support/TestPlatform.hpp"
 

@@ -1,5 +1,5 @@
-#include "Fonts.hpp"
 #include "support/Command.hpp"
+#include "support/Fonts.hpp"
 
 #include <TarnelSDK/glyphs/CharacterSet.hpp>
 #include <TarnelSDK/glyphs/SystemFonts.hpp>

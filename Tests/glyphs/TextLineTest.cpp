@@ -1,4 +1,4 @@
-#include "Fonts.hpp"
+#include "support/Fonts.hpp"
 
 #include <TarnelSDK/glyphs/TextImage.hpp>
 #include <TarnelSDK/glyphs/TextLine.hpp>
