@@ -2,6 +2,7 @@
 
 #include "Failure.hpp"
 #include "Files.hpp"
+#include "FontCommand.hpp"
 #include "ImageCommand.hpp"
 #include "MessageCommand.hpp"
 #include "MessageJSON.hpp"
@@ -117,6 +118,47 @@ void addImage(CLI::App& app, Action& action) {
     image->footer("A device image is an LVGL image: header, palette, rows of pixels padded to bytes. Read back, its\n"
                   "levels are greys in equal steps from black to white, and level 0 is transparent as in its palette.");
     image->callback([options, &action] { action = [options] { convertImage(*options); }; });
+}
+
+void addFont(CLI::App& app, Action& action) {
+    auto making = std::make_shared<FontOptions>();
+    auto dumping = std::make_shared<FontDumpOptions>();
+    auto* font = app.add_subcommand("font", "The font that the glasses get with a text, and what one holds");
+    font->formatter(usage("Usage: tarnel font TEXT [--size N] [--locale TAG] -o OUT.bin\n"
+                          "       tarnel font --dump FONT.bin"));
+    auto* text = font->add_option("TEXT", making->text, "The characters of the font; - for standard input");
+    text->type_name("");
+    auto* output = font->add_option("-o,--output", making->output, "The file to write; - for standard output");
+    output->type_name("FILE");
+    auto* size = font->add_option("--size", making->size, "Of the font in pixels, 8 to 96 (default 28)")
+                     ->type_name("N")
+                     ->check(CLI::Range(8, 96).description(""));
+    auto* locale = font->add_option("--locale", making->locale,
+                                    "Language whose forms of Han characters are drawn, e.g. ja or zh-TW (default: the "
+                                    "environment's)")
+                       ->type_name("TAG");
+    auto* dump = font->add_option("--dump", dumping->font, "List what a font holds; - for standard input")
+                     ->type_name("FILE")
+                     ->excludes(text)
+                     ->excludes(output)
+                     ->excludes(size)
+                     ->excludes(locale);
+    font->add_flag_callback(
+        "--json", [making, dumping] { making->asJSON = dumping->asJSON = true; }, "Describe the result in JSON");
+    font->footer(
+        "A font is an LVGL binary font of 1 bit a pixel. It holds exactly the characters of the text, the space "
+        "for a tab.\nThe glasses draw a box for a character that no font of this system has. "
+        "Documentation/Fonts.md describes the bytes.");
+    font->callback([making, dumping, text, output, dump, &action] {
+        if (dump->count() > 0) {
+            action = [dumping] { dumpFont(*dumping); };
+            return;
+        }
+        if (text->count() == 0 || output->count() == 0) {
+            throw UsageError("tarnel font takes a TEXT and -o OUT.bin, or --dump FONT.bin");
+        }
+        action = [making] { makeFont(*making); };
+    });
 }
 
 std::uint64_t seedFromText(const std::string& digits) {
@@ -325,6 +367,7 @@ int run(int argc, const char* const* argv) {
     addPlay(app, action);
     addMessage(app, action);
     addImage(app, action);
+    addFont(app, action);
     addHelp(app, action);
     app.footer(
         "Exit status: 0 done, 1 failed (one line on standard error says what and what to do), 2 called wrongly.");

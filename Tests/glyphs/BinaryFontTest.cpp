@@ -289,6 +289,22 @@ TEST(BinaryFont, WithAWrongFieldIsAnErrorThatNamesIt) {
     EXPECT_THAT(withByte(loca + 16, 13), HasSubstr("do not grow"));
 }
 
+TEST(BinaryFont, WhoseCharactersShareALargeGlyphIsNotReadWithoutLimit) {
+    Bytes bytes = written({{U'a', {1, 0, 0, 1000, 1000, Bytes(125'000)}}});
+    constexpr std::size_t firstSubtable = 48 + 12;
+    EXPECT_EQ(errorOf(bytes), "");
+    // Twenty more characters with the same glyph.
+    for (int i = 0; i < 20; ++i) {
+        const std::uint8_t subtable[] = {28, 0, 0, 0, static_cast<std::uint8_t>('b' + i), 0, 0, 0, 1, 0, 1, 0,
+                                         1,  0, 2, 0};
+        bytes.insert(bytes.begin() + firstSubtable, std::begin(subtable), std::end(subtable));
+        bytes[48] = static_cast<std::uint8_t>(bytes[48] + 16);
+        bytes[49] = static_cast<std::uint8_t>(bytes[49] + (bytes[48] < 16 ? 1 : 0));
+        ++bytes[56];
+    }
+    EXPECT_THAT(errorOf(bytes), HasSubstr("more than 16,777,216 pixels"));
+}
+
 TEST(BinaryFont, WithAnyBytesChangedIsAFontOrAnError) {
     const Bytes bytes = written({{U'a', bar(3)}, {U'c', bar(30)}, {0x4E00, bar(9)}});
     constexpr unsigned seed = 20'261'121;

@@ -12,8 +12,15 @@ using testing::SizeIs;
 using testing::StartsWith;
 
 TEST(CommandLine, HasHelpForTheProgramAndEveryCommand) {
-    const std::vector<std::vector<std::string>> commands{
-        {}, {"show"}, {"play"}, {"image"}, {"message"}, {"message", "encode"}, {"help"}, {"message", "decode"}};
+    const std::vector<std::vector<std::string>> commands{{},
+                                                         {"show"},
+                                                         {"play"},
+                                                         {"image"},
+                                                         {"font"},
+                                                         {"message"},
+                                                         {"message", "encode"},
+                                                         {"help"},
+                                                         {"message", "decode"}};
     for (auto words : commands) {
         words.emplace_back("--help");
         const auto result = runTarnel(words);
@@ -43,6 +50,13 @@ TEST(CommandLine, AWrongCallEndsWithStatus2AndOneLine) {
         {"message", "encode", "1", "2"},
         {"image", "a.png"},
         {"image", "a.png", "--bpp", "3", "-o", "a.bin"},
+        {"font"},
+        {"font", "a"},
+        {"font", "-o", "a.bin"},
+        {"font", "a", "--size", "7", "-o", "a.bin"},
+        {"font", "a", "--size", "97", "-o", "a.bin"},
+        {"font", "a", "--dump", "a.bin"},
+        {"font", "--dump", "a.bin", "-o", "b.bin"},
         {"show"},
         {"show", "a.png", "--at", "here", "--simulated", "--frame", "b.png"},
         {"show", "a.png", "--at", "-1,0", "--simulated", "--frame", "b.png"},

@@ -314,6 +314,17 @@ private:
     std::vector<std::uint16_t> glyphs_;
 };
 
+/// Characters may share a glyph: a small file could stand for endless pictures.
+void checkSize(const BinaryFont& font) {
+    constexpr std::size_t maximumPixels = 16 << 20;
+    std::size_t pixels = 0;
+    for (const auto& [codePoint, id] : font.characters) {
+        const auto& glyph = font.glyphs[id];
+        pixels += static_cast<std::size_t>(glyph.width) * static_cast<std::size_t>(glyph.height);
+        require(pixels <= maximumPixels, "its characters have more than 16,777,216 pixels together");
+    }
+}
+
 BinaryFont read(ByteView bytes) {
     BinaryFont font;
     font.head = readHead(takeSection(bytes, "head"));
@@ -332,6 +343,7 @@ BinaryFont read(ByteView bytes) {
         reader.read(subtable);
     }
     font.characters = reader.characters();
+    checkSize(font);
     return font;
 }
 
