@@ -147,8 +147,6 @@ TEST(BinaryFont, OfCharactersFarApartHasAListForEachPartOfTheirRange) {
     for (char32_t codePoint = 0x20; codePoint < 0x30000; codePoint += 300) {
         glyphs[codePoint] = bar(1 + static_cast<int>(codePoint / 300 % 200));
     }
-    // One more just where a list of the greatest length ends.
-    glyphs[0x20 + 65'535] = bar(7);
     const FontLoader font(written(glyphs));
     EXPECT_GE(font.subtableCount(), 3U);
     for (const auto version : {Version::released, Version::mended}) {
@@ -157,6 +155,23 @@ TEST(BinaryFont, OfCharactersFarApartHasAListForEachPartOfTheirRange) {
             ASSERT_EQ(font.glyph(codePoint, version)->height, glyph.height);
             ASSERT_FALSE(font.glyph(codePoint - 1, version));
         }
+    }
+}
+
+TEST(BinaryFont, OfListsThatTouchFindsTheFirstOfTheSecond) {
+    Glyphs glyphs;
+    for (char32_t codePoint = 0x20; glyphs.size() < 600; codePoint += 2) {
+        glyphs[codePoint] = bar();
+    }
+    // The last place of a list of the greatest length, and the one after it.
+    glyphs[0x20 + 65'534] = bar(6);
+    glyphs[0x20 + 65'535] = bar(7);
+    const FontLoader font(written(glyphs));
+    EXPECT_EQ(font.subtableCount(), 2U);
+    for (const auto version : {Version::released, Version::mended}) {
+        EXPECT_EQ(font.glyph(0x20 + 65'534, version)->height, 6);
+        ASSERT_TRUE(font.glyph(0x20 + 65'535, version));
+        EXPECT_EQ(font.glyph(0x20 + 65'535, version)->height, 7);
     }
 }
 

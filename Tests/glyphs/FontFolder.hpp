@@ -1,7 +1,7 @@
 #pragma once
 
-#include "support/Fonts.hpp"
 #include "support/Command.hpp"
+#include "support/Fonts.hpp"
 #include "support/TestPlatform.hpp"
 
 #include <filesystem>

@@ -108,6 +108,13 @@ TEST_F(GlyphRunTest, AdvancesAreTheFontsOwn) {
                 ElementsAre(::testing::DoubleNear(28 * 0.618, 0.01), ::testing::DoubleNear(28 * 0.260, 0.01)));
 }
 
+TEST_F(GlyphRunTest, AGlyphIsDrawnAtEachSizeItself) {
+    const auto letter = glyphs(U"H");
+    EXPECT_EQ(boundingRects(font, letter)[0].height, 20);
+    EXPECT_EQ(boundingRects(font.withSize(14), letter)[0].height, 10);
+    EXPECT_EQ(boundingRects(font, letter)[0].height, 20);
+}
+
 TEST_F(GlyphRunTest, NoBoxesGiveNothing) {
     EXPECT_THAT(toPixelData(font, {}, {}), IsEmpty());
 }

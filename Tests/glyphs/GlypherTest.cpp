@@ -122,6 +122,13 @@ TEST_F(GlypherTest, AnotherSizeGivesAnotherFont) {
     EXPECT_EQ(glypher.fontSize(), 28);
 }
 
+TEST_F(GlypherTest, AnotherSizeKeepsTheFilesOpen) {
+    Glypher glypher;
+    ASSERT_TRUE(glypher.toBinFont("a", "en-US"));
+    glypher.setFontSize(40);
+    EXPECT_TRUE(glypher.fonts()[0].typeface()->isOpen());
+}
+
 TEST_F(GlypherTest, TheFontHoldsExactlyTheCharactersOfTheText) {
     Glypher glypher;
     const std::string text = "Grüße, Ελλάδα, Москва";

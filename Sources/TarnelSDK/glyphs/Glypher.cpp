@@ -190,6 +190,7 @@ double Glypher::fontSize() const {
 void Glypher::setFontSize(double size) {
     const std::lock_guard lock(mutex_);
     fontSize_ = inRange(size);
+    const auto openFonts = chain_;
     fillChain();
 }
 
@@ -201,6 +202,7 @@ std::optional<Font> Glypher::customFont() const {
 void Glypher::setCustomFont(std::optional<Font> font) {
     const std::lock_guard lock(mutex_);
     customFont_ = std::move(font);
+    const auto openFonts = chain_;
     fillChain();
 }
 
