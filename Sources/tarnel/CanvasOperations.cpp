@@ -96,24 +96,57 @@ JSON drawRect(Bridge& bridge, const Arguments& arguments) {
     return nullptr;
 }
 
+/// The parameters of a text and its looks.
+std::vector<Parameter> textParameters() {
+    using namespace parameter;
+    return {string("text"), optional(choice("color", colors)), optional(string("font")),
+            optional(number("size", smallestFont, largestFont))};
+}
+
+Font fontOf(const Arguments& arguments) {
+    const double size = numberOr(arguments, "size", Glypher::defaultFontSize);
+    return arguments.has("font") ? fontNamed(arguments.text("font"), size) : systemFont(size);
+}
+
+Color colorOf(const Arguments& arguments) {
+    return arguments.has("color") ? arguments.choice("color", colors) : Color::white;
+}
+
 JSON drawLine(Bridge& bridge, const Arguments& arguments) {
-    bridge.device()->canvas.drawLine(
-        {.x1 = arguments.number("x1"),
-         .y1 = arguments.number("y1"),
-         .x2 = arguments.number("x2"),
-         .y2 = arguments.number("y2"),
-         .lineWidth = numberOr(arguments, "lineWidth", 1),
-         .color = arguments.has("color") ? arguments.choice("color", colors) : Color::white});
+    bridge.device()->canvas.drawLine({.x1 = arguments.number("x1"),
+                                      .y1 = arguments.number("y1"),
+                                      .x2 = arguments.number("x2"),
+                                      .y2 = arguments.number("y2"),
+                                      .lineWidth = numberOr(arguments, "lineWidth", 1),
+                                      .color = colorOf(arguments)});
     return nullptr;
 }
 
 JSON drawStaticText(Bridge& bridge, const Arguments& arguments) {
     const auto device = bridge.device();
-    const double size = numberOr(arguments, "size", Glypher::defaultFontSize);
-    device->canvas.drawStaticText(arguments.text("text"),
-                                  arguments.has("font") ? fontNamed(arguments.text("font"), size) : systemFont(size),
-                                  arguments.has("color") ? arguments.choice("color", colors) : Color::white,
+    device->canvas.drawStaticText(arguments.text("text"), fontOf(arguments), colorOf(arguments),
                                   static_cast<int>(arguments.integer("x")), static_cast<int>(arguments.integer("y")));
+    return nullptr;
+}
+
+JSON drawAttributedText(Bridge& bridge, const Arguments& arguments) {
+    const Operation runShape{"run", textParameters(), "", {}};
+    const auto* runs = arguments.json("runs").array();
+    if (!runs) {
+        throw Failure("\"runs\" is a list of " + runShape.signature());
+    }
+    AttributedString string;
+    for (const JSON& each : *runs) {
+        const auto* members = each.object();
+        if (!members) {
+            throw Failure("\"runs\" is a list of " + runShape.signature());
+        }
+        runShape.check(*members);
+        const Arguments run(*members);
+        string.append(run.text("text"), {fontOf(run), UIColor::gray(grayOf(colorOf(run)) / 255.0)});
+    }
+    bridge.device()->canvas.drawStaticText(string, static_cast<int>(arguments.integer("x")),
+                                           static_cast<int>(arguments.integer("y")));
     return nullptr;
 }
 
@@ -165,6 +198,11 @@ std::vector<Operation> canvasOperations() {
          "Draws text into the background, its upper left corner at (x, y). \"font\" is an installed family or a font "
          "file, \"size\" in pixels, 28 when left out.",
          drawStaticText},
+        {"drawAttributedText",
+         {json("runs"), anyCoordinate("x"), anyCoordinate("y")},
+         "As drawStaticText, of a list of objects with \"text\", \"color\", \"font\" and \"size\" one after the "
+         "other.",
+         drawAttributedText},
         plain("flush", "Shows the background as drawn so far.", &Canvas::flush),
         plain("commit", "Shows all that was drawn since the last commit.", &Canvas::commit),
         plain("reset", "Forgets what was drawn, and sends nothing.", &Canvas::reset),

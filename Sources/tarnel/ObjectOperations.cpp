@@ -69,6 +69,7 @@ JSON createAnimation(Bridge& bridge, const Arguments& arguments) {
                       std::to_string(paths.size()));
     }
     std::vector<Image> frames;
+    frames.reserve(paths.size());
     for (const auto& path : paths) {
         frames.push_back(readObjectPicture(path));
     }

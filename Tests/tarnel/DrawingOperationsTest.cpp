@@ -142,6 +142,20 @@ TEST_F(DrawingOperations, ShapesAndTextsAreOnTheGlassesAsInTheTraceAndTheMirror)
     }
 }
 
+TEST_F(DrawingOperations, TextsOfSeveralLooksAreDrawnAsOneLine) {
+    const json run{{"text", "Grüße"}, {"color", "mid"}};
+    play({bare, op("drawStaticText", {{"text", "Grüße"}, {"x", 10}, {"y", 20}, {"color", "mid"}}), commit});
+    const Bytes one = levelsOfFrame(frame);
+    play({bare, op("drawAttributedText", {{"runs", json::array({run})}, {"x", 10}, {"y", 20}}), commit});
+    EXPECT_EQ(levelsOfFrame(frame), one);
+    const int lit = litBetween(0, 480);
+    play({bare,
+          op("drawAttributedText",
+             {{"runs", json::array({run, {{"text", "Welt"}, {"size", 60}}})}, {"x", 10}, {"y", 20}}),
+          commit});
+    EXPECT_GT(litBetween(0, 480), 2 * lit);
+}
+
 TEST_F(DrawingOperations, TextsOfTheOtherLayoutsAreShown) {
     const auto layout = [](const char* name) {
         return json{{"op", "setLayout"}, {"layout", name}, {"timeout", 180}, {"hideStatusBar", true}};

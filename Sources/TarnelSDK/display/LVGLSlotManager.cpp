@@ -19,6 +19,19 @@ std::size_t indexOf(const LVGLSlotManager::Slots& slots, int id) {
     return static_cast<std::size_t>(id);
 }
 
+template <typename Manager>
+auto& tableOf(Manager& manager, LVGLType type) {
+    switch (type) {
+    case LVGLType::image:
+        return manager.imageSlots;
+    case LVGLType::animation:
+        return manager.animationSlots;
+    case LVGLType::text:
+        break;
+    }
+    return manager.textSlots;
+}
+
 /// REQUIRES: there are slots.
 LVGLSlotManager::Slots::iterator emptyOrOldest(LVGLSlotManager::Slots& slots) {
     return std::min_element(slots.begin(), slots.end(), [](const auto& a, const auto& b) {
@@ -98,19 +111,11 @@ const LVGLSlotManager::LVGLObject* LVGLSlotManager::getLVGLObject(LVGLType type,
 }
 
 LVGLSlotManager::Slots& LVGLSlotManager::slots(LVGLType type) {
-    return const_cast<Slots&>(std::as_const(*this).slots(type));
+    return tableOf(*this, type);
 }
 
 const LVGLSlotManager::Slots& LVGLSlotManager::slots(LVGLType type) const {
-    switch (type) {
-    case LVGLType::image:
-        return imageSlots;
-    case LVGLType::animation:
-        return animationSlots;
-    case LVGLType::text:
-        break;
-    }
-    return textSlots;
+    return tableOf(*this, type);
 }
 
 } // namespace tarnel
