@@ -123,9 +123,9 @@ void drawObjects(Tarnel& device, const Image& picture) {
         ticker,
         {.anchor = Anchor::bottomCenter, .yOffset = -14, .width = 600, .wrapMode = TextWrapMode::scrollCircular});
     const Image round = roundedCorners(fitted(picture, {0, 0, 102, 76}), 38);
-    canvas.createImage(round, {.anchor = Anchor::topLeft, .xOffset = 552, .yOffset = 328});
+    canvas.createImage(round, {.anchor = Anchor::topLeft, .xOffset = 526, .yOffset = 328});
     const auto frames = heartbeat();
-    canvas.createAnimation(frames, {.anchor = Anchor::topLeft, .xOffset = 470, .yOffset = 334, .duration = 800});
+    canvas.createAnimation(frames, {.anchor = Anchor::topLeft, .xOffset = 446, .yOffset = 334, .duration = 800});
 }
 
 std::string report(const DemoOptions& options, const Transfer& transfer, const Outputs& outputs) {

@@ -76,8 +76,8 @@ TEST_F(DemoCommand, ShowsAllKindsOfThingsAtOnce) {
     for (int label = 0; label < 6; ++label) {
         EXPECT_GT(lit(16, 12 + 63 * label, 220, 62 + 63 * label), 250) << "label " << label;
     }
-    EXPECT_GT(lit(552, 328, 630, 404), 2'000) << "the image";
-    EXPECT_GT(lit(470, 334, 534, 398), 500) << "the animation";
+    EXPECT_GT(lit(526, 328, 628, 404), 2'000) << "the image";
+    EXPECT_GT(lit(446, 334, 510, 398), 500) << "the animation";
     EXPECT_GT(lit(20, 425, 620, 470), 1'500) << "the moving text";
     const TraceSummary summary = summaryOfTrace(trace);
     EXPECT_TRUE(summary.isInOrder);
