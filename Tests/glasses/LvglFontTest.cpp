@@ -201,8 +201,8 @@ struct FontFile {
     Bytes locations() const {
         Bytes locations;
         put(locations, static_cast<std::uint64_t>(glyphs), 4);
-        for (int i = 0; i < glyphs; ++i) {
-            put(locations, static_cast<std::uint64_t>(8 + 6 * i), locationFormat == 0 ? 2 : 4);
+        for (std::uint64_t i = 0; i < static_cast<std::uint64_t>(glyphs); ++i) {
+            put(locations, 8 + 6 * i, locationFormat == 0 ? 2 : 4);
         }
         return locations;
     }
