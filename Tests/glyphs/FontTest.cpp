@@ -8,8 +8,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <thread>
-
 namespace tarnel::test {
 namespace {
 
@@ -139,20 +137,6 @@ TEST(ReplacementFonts, HaveTheCharacterThatIsLacking) {
 TEST(ReplacementFonts, OfLanguagesThatNobodySpeaksAreTheSystems) {
     const std::vector<std::string> languages{"", "qqq-XX", std::string(10'000, '-'), "ja\xFF"};
     EXPECT_TRUE(replacementFont(U'\u05D0', languages, 28));
-}
-
-TEST(Font, IsUsedByManyThreads) {
-    const auto font = Font::withFile(notoSansCJK, 28, 2);
-    ASSERT_TRUE(font);
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
-            EXPECT_TRUE(font->isGlyphSupported(U'\u76F4'));
-            EXPECT_GT(font->characterSet()->count(), 40'000U);
-            EXPECT_TRUE(replacementFont(U'\u0E01', {}, 28));
-            EXPECT_GT(Font::withFile(notoSans, 28)->ascent(), 29);
-        });
-    }
 }
 
 } // namespace

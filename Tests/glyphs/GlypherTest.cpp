@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <thread>
 
 namespace tarnel::test {
 namespace {
@@ -360,22 +359,6 @@ TEST_F(GlypherTest, TheSDKsReaderSeesWhatALoaderSees) {
         EXPECT_EQ(font.glyphs[id].x, glyph->x);
         EXPECT_EQ(font.glyphs[id].y, glyph->y);
         EXPECT_EQ(font.glyphs[id].height, static_cast<int>(glyph->rows.size()));
-    }
-}
-
-TEST_F(GlypherTest, ManyThreadsMakeFonts) {
-    Glypher glypher;
-    const auto expected = glypher.toBinFont("Grüße 日本", "ja");
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&, i] {
-            for (int round = 0; round < 5; ++round) {
-                EXPECT_EQ(glypher.toBinFont("Grüße 日本", "ja"), expected);
-                if (i == 0) {
-                    glypher.updateFonts();
-                }
-            }
-        });
     }
 }
 
