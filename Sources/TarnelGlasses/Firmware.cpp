@@ -111,9 +111,9 @@ private:
 
     void canvas(const Value& value);
     void objects(const Value& value);
-    void textLeft(const Value& value) { text(value, textLeftLayout, LvglAlignment::left); }
-    void textCenter(const Value& value) { text(value, textCenterLayout, LvglAlignment::center); }
-    void text(const Value& value, int layout, LvglAlignment alignment);
+    void textLeft(const Value& value) { showText(value, textLeftLayout, LvglAlignment::left); }
+    void textCenter(const Value& value) { showText(value, textCenterLayout, LvglAlignment::center); }
+    void showText(const Value& value, int layout, LvglAlignment alignment);
     void icon(const Value& value);
     void navigation(const Value& value);
     void answerRefused(const std::optional<std::string>& font);
@@ -329,7 +329,7 @@ void Firmware::State::objects(const Value& value) {
     }
 }
 
-void Firmware::State::text(const Value& value, int layout, LvglAlignment alignment) {
+void Firmware::State::showText(const Value& value, int layout, LvglAlignment alignment) {
     requireControl(layout);
     auto command = parseText(value, lvglVersion_);
     textScreen_.showText(std::move(command.text), alignment);

@@ -188,87 +188,95 @@ void LvglLabel::moveTo(int xOffset, int yOffset) {
 }
 
 void LvglLabel::draw(Frame& frame, milliseconds age) const {
-    const Clip box{std::max(box_.x, 0), std::max(box_.y, 0), std::min(box_.x + box_.width, Frame::width),
-                   std::min(box_.y + box_.height, Frame::height)};
+    const auto target = [&](int margin) {
+        return Target{.frame = frame,
+                      .left = std::max(box_.x - margin, 0),
+                      .top = std::max(box_.y - margin, 0),
+                      .right = std::min(box_.x + box_.width + margin, Frame::width),
+                      .bottom = std::min(box_.y + box_.height + margin, Frame::height)};
+    };
+    auto box = target(0);
     if (box.left >= box.right || box.top >= box.bottom) {
         return;
     }
-    const auto shift = offset(age);
     if (!isScrolling()) {
-        const int margin = drawMargin();
-        const Clip around{std::max(box_.x - margin, 0), std::max(box_.y - margin, 0),
-                          std::min(box_.x + box_.width + margin, Frame::width),
-                          std::min(box_.y + box_.height + margin, Frame::height)};
-        return drawText(frame, around, 0, 0);
+        auto around = target(drawMargin());
+        return drawText(around, 0, 0);
     }
-    drawText(frame, box, shift.x, shift.y);
+    const auto shift = offset(age);
+    drawText(box, shift.x, shift.y);
     if (options_.longMode != LvglLongMode::circular) {
         return;
     }
     if (textSize_.width > box_.width) {
-        drawText(frame, box, shift.x + textSize_.width + circularGap(), shift.y);
+        drawText(box, shift.x + textSize_.width + circularGap(), shift.y);
     }
     if (textSize_.height > box_.height) {
-        drawText(frame, box, shift.x, shift.y + textSize_.height + font_->lineHeight());
+        drawText(box, shift.x, shift.y + textSize_.height + font_->lineHeight());
     }
 }
 
-void LvglLabel::drawText(Frame& frame, const Clip& clip, int xOffset, int yOffset) const {
+void LvglLabel::drawText(Target& target, int xOffset, int yOffset) const {
     const bool isLeft = isScrolling() && textSize_.width > box_.width;
     int y = box_.y + yOffset;
     for (const auto& line : lines_) {
-        if (y >= clip.bottom) {
+        if (y >= target.bottom) {
             return;
         }
         // The box of a missing glyph reaches one row below its line.
-        if (y + font_->lineHeight() >= clip.top) {
+        if (y + font_->lineHeight() >= target.top) {
             int x = box_.x + xOffset;
             if (options_.alignment == LvglAlignment::center && !isLeft) {
                 x += (box_.width - line.width) / 2;
             } else if (options_.alignment == LvglAlignment::right && !isLeft) {
                 x += box_.width - line.width;
             }
-            drawLine(frame, clip, line, x, y);
+            drawLine(target, line, x, y);
         }
         y += font_->lineHeight();
     }
 }
 
-void LvglLabel::drawLine(Frame& frame, const Clip& clip, const LvglLine& line, int x, int y) const {
+void LvglLabel::drawLine(Target& target, const LvglLine& line, int x, int y) const {
     for (auto position = line.begin; position < line.end;) {
         const auto glyph = font_->glyph(nextLvglCodePoint(text_, position));
         if (glyph.isFound) {
             const int top = y + font_->lineHeight() - font_->baseLine() - glyph.height - glyph.y;
-            drawGlyph(frame, clip, glyph, x + glyph.x, top);
+            drawGlyph(target, glyph, x + glyph.x, top);
         } else if (glyph.width > 0) {
-            drawMissing(frame, clip, glyph, x, y);
+            drawMissing(target, glyph, x, y);
         }
         x += glyph.advance;
     }
 }
 
-void LvglLabel::drawGlyph(Frame& frame, const Clip& clip, const LvglGlyph& glyph, int x, int y) const {
-    const int left = std::max(clip.left - x, 0);
-    const int right = std::min(clip.right - x, glyph.width);
-    const int bottom = std::min(clip.bottom - y, glyph.height);
-    for (int row = std::max(clip.top - y, 0); row < bottom; ++row) {
+void LvglLabel::drawGlyph(Target& target, const LvglGlyph& glyph, int x, int y) const {
+    const int left = std::max(target.left - x, 0);
+    const int right = std::min(target.right - x, glyph.width);
+    const int top = std::max(target.top - y, 0);
+    const int bottom = std::min(target.bottom - y, glyph.height);
+    if (left >= right || top >= bottom || target.room <= 0) {
+        return;
+    }
+    target.room -= std::int64_t{right - left} * (bottom - top);
+    for (int row = top; row < bottom; ++row) {
         for (int column = left; column < right; ++column) {
             if (font_->isLit(glyph, column, row)) {
-                frame.set(x + column, y + row, options_.level);
+                target.frame.set(x + column, y + row, options_.level);
             }
         }
     }
 }
 
 /// Lines of one pixel around the glyph's width and height and one more.
-void LvglLabel::drawMissing(Frame& frame, const Clip& clip, const LvglGlyph& glyph, int x, int y) const {
+void LvglLabel::drawMissing(Target& target, const LvglGlyph& glyph, int x, int y) const {
     const auto fill = [&](int left, int top, int right, int bottom) {
-        left = std::max(left, clip.left);
-        top = std::max(top, clip.top);
-        right = std::min(right, clip.right);
-        bottom = std::min(bottom, clip.bottom);
+        left = std::max(left, target.left);
+        top = std::max(top, target.top);
+        right = std::min(right, target.right);
+        bottom = std::min(bottom, target.bottom);
         if (left < right && top < bottom) {
-            frame.fill(left, top, right, bottom, options_.level);
+            target.frame.fill(left, top, right, bottom, options_.level);
         }
     };
     const int right = x + glyph.width;

@@ -64,6 +64,9 @@ struct LvglLabelOptions {
 /// does not depend on the time is computed once.
 class LvglLabel {
 public:
+    /// Fifty times the display.
+    static constexpr std::int64_t maximumPixels = std::int64_t{50} * Frame::width * Frame::height;
+
     LvglLabel(std::shared_ptr<const LvglFont> font, LvglLabelOptions options);
 
     const LvglBox& box() const { return box_; }
@@ -85,15 +88,19 @@ public:
 
     /// Places the label anew.
     void moveTo(int xOffset, int yOffset);
-    /// Draws the pixels of the glyphs, and nothing behind them.
+    /// Draws the pixels of the glyphs, and nothing behind them. After `maximumPixels` the rest is left out, which only
+    /// a font reaches whose glyphs lie upon one another.
     void draw(Frame& frame, std::chrono::milliseconds age) const;
 
 private:
-    struct Clip {
+    /// The part of a frame that is drawn on.
+    struct Target {
+        Frame& frame;
         int left = 0;
         int top = 0;
         int right = 0; ///< exclusive, as `bottom`
         int bottom = 0;
+        std::int64_t room = maximumPixels; ///< pixels of glyphs that may still be looked at
     };
 
     bool isScrolling() const;
@@ -105,10 +112,10 @@ private:
     void planScrolling();
     int circularGap() const;
 
-    void drawText(Frame& frame, const Clip& clip, int xOffset, int yOffset) const;
-    void drawLine(Frame& frame, const Clip& clip, const LvglLine& line, int x, int y) const;
-    void drawGlyph(Frame& frame, const Clip& clip, const LvglGlyph& glyph, int x, int y) const;
-    void drawMissing(Frame& frame, const Clip& clip, const LvglGlyph& glyph, int x, int y) const;
+    void drawText(Target& target, int xOffset, int yOffset) const;
+    void drawLine(Target& target, const LvglLine& line, int x, int y) const;
+    void drawGlyph(Target& target, const LvglGlyph& glyph, int x, int y) const;
+    void drawMissing(Target& target, const LvglGlyph& glyph, int x, int y) const;
 
     std::shared_ptr<const LvglFont> font_;
     LvglLabelOptions options_;

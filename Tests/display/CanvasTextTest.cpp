@@ -135,6 +135,13 @@ TEST_F(CanvasTextTest, AsksForAFontInTheUsersLocale) {
     EXPECT_EQ(committed().at(1), font("text", "ja-JP"));
 }
 
+TEST_F(CanvasTextTest, TheFontOfALabelThatIsCutHasTheDots) {
+    canvas.createText("a", {.width = 100, .wrapMode = TextWrapMode::truncate});
+    EXPECT_EQ(committed().at(1), font("a."));
+    canvas.updateText("b", 0);
+    EXPECT_EQ(committed().at(1), font("b"));
+}
+
 TEST_F(CanvasTextTest, SendsLabelsWithoutAFontWhereThereIsNone) {
     device->glypher.setShouldGlyph(false);
     canvas.createText("text", {});

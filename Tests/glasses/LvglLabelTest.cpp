@@ -98,7 +98,7 @@ protected:
     std::vector<json> cases() const {
         std::vector<json> cases;
         const auto& all = labelCases();
-        std::copy_if(all.begin(), all.end(), std::back_inserter(cases), [this](const json& given) {
+        std::copy_if(all.begin(), all.end(), std::back_inserter(cases), [](const json& given) {
             const std::string id = given.at("id");
             return id.substr(0, id.find('-')) == GetParam();
         });
@@ -184,6 +184,23 @@ TEST(LvglLabel, cutsTextOfMoreThanThreeLinesInDotModeWithContentHeight) {
                           {.text = "1\n2\n3\n4444", .width = 200, .longMode = LvglLongMode::dots});
     EXPECT_EQ(label.drawnText(), "1\n2\n3...");
     EXPECT_EQ(label.box().height, 99);
+}
+
+TEST(LvglLabel, leavesOutWhatHostileGlyphsDrawUponOneAnother) {
+    // The font's last glyph, of 31 x 34 pixels, made as narrow as nothing.
+    auto file = lvglBytes("fonts/single48.bin");
+    constexpr std::size_t defaultAdvance = 30;
+    file[defaultAdvance] = 0;
+    const auto font = std::make_shared<const LvglFont>(std::get<LvglFont>(LvglFont::load(file, LvglVersion::v8_3_11)));
+    ASSERT_EQ(font->advance('A'), 0);
+    constexpr auto glyphs = static_cast<std::size_t>(LvglLabel::maximumPixels / (31 * 34));
+    const auto count = [&](std::size_t before) {
+        Frame frame;
+        const LvglLabel label(font, {.text = std::string(before, 'A') + "\nA", .width = 100});
+        label.draw(frame, 0ms);
+        return std::count(frame.levels().begin(), frame.levels().end(), 3);
+    };
+    EXPECT_EQ(count(10), 2 * count(glyphs + 10));
 }
 
 TEST(LvglText, readsBytesThatAreNoUtf8AsNothing) {

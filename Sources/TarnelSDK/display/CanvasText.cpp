@@ -69,14 +69,19 @@ void Canvas::commitText() {
         return;
     }
     std::string characters;
+    bool isTruncated = false;
     MessagePackValue::Array commands;
     for (const auto& slot : slotManager_.textSlots) {
         if (slot && slot->textProperties && slot->messagePack) {
             characters += slot->textProperties->text;
+            isTruncated = isTruncated || slot->textProperties->wrapMode == TextWrapMode::truncate;
             commands.push_back(*slot->messagePack);
         }
     }
     if (!characters.empty()) {
+        if (isTruncated) {
+            characters += '.'; // of the dots that the glasses put where they cut the text
+        }
         const auto locale = platform::Platform::current().services().application->locale();
         if (auto font = device->displayGlypher().toBinFont(characters, locale)) {
             commands.push_back(command("font", *std::move(font)));
