@@ -1,5 +1,6 @@
 #include "CommandLine.hpp"
 
+#include "DisplayNames.hpp"
 #include "Failure.hpp"
 #include "Files.hpp"
 #include "FontCommand.hpp"
@@ -9,6 +10,7 @@
 #include "Operations.hpp"
 #include "PlayCommand.hpp"
 #include "ShowCommand.hpp"
+#include "TextCommand.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -224,6 +226,11 @@ void addSimulation(CLI::App* command, const std::shared_ptr<SimulationOptions>& 
         ->type_name("FILE");
 }
 
+template <typename T, std::size_t count>
+std::map<std::string, T> choicesOf(const Cases<T, count>& cases) {
+    return {cases.begin(), cases.end()};
+}
+
 std::optional<Point> pointFromText(const std::string& text) {
     const auto comma = std::find(text.begin(), text.end(), ',');
     Point point;
@@ -269,6 +276,91 @@ void addShow(CLI::App& app, Action& action) {
     command->callback([options, simulation, &action] {
         options->simulation = *simulation;
         action = [options] { show(*options); };
+    });
+}
+
+const std::map<std::string, Layout> textLayoutNames{
+    {"left", Layout::textBottomLeftAlign}, {"center", Layout::textBottomCenterAlign}, {"canvas", Layout::canvas}};
+const auto colorNames = choicesOf(colors);
+const auto alignmentNames = choicesOf(textAlignments);
+const auto wrapModeNames = choicesOf(textWrapModes);
+const auto anchorNames = choicesOf(anchors);
+
+/// Of the glasses' coordinates.
+constexpr int farthestOffset = 32'767;
+constexpr const char* labelGroup = "The label of layout canvas";
+
+void addLabelOptions(CLI::App* command, const std::shared_ptr<TextOptions>& options) {
+    const auto set = [options](auto TextArguments::*field) {
+        return [options, field](auto value) {
+            options->label.*field = value;
+            options->saysLabel = true;
+        };
+    };
+    addChoice<Anchor>(command, "--anchor", anchorNames, set(&TextArguments::anchor),
+                      "From where its place counts (default center)")
+        ->group(labelGroup);
+    command
+        ->add_option_function<std::string>(
+            "--at",
+            [options](const std::string& text) {
+                const auto point = pointFromText(text);
+                if (!point || std::abs(std::int64_t{point->x}) > farthestOffset ||
+                    std::abs(std::int64_t{point->y}) > farthestOffset) {
+                    throw CLI::ValidationError("--at", "takes X,Y in pixels, e.g. 20,-40");
+                }
+                options->label.xOffset = point->x;
+                options->label.yOffset = point->y;
+                options->saysLabel = true;
+            },
+            "Its place from there (default 0,0)")
+        ->type_name("X,Y")
+        ->group(labelGroup);
+    addChoice<Color>(command, "--color", colorNames, set(&TextArguments::textColor), "Its level (default white)")
+        ->group(labelGroup);
+    addChoice<TextAlignment>(command, "--align", alignmentNames, set(&TextArguments::textAlignment),
+                             "How its lines stand in it (default auto)")
+        ->group(labelGroup);
+    addChoice<TextWrapMode>(command, "--wrap", wrapModeNames, set(&TextArguments::wrapMode),
+                            "What happens to text that is wider (default default)")
+        ->group(labelGroup);
+    for (const auto& [name, field] :
+         {std::pair("--width", &TextArguments::width), std::pair("--height", &TextArguments::height)}) {
+        command
+            ->add_option_function<int>(name, set(field),
+                                       "In pixels, -1 as the text needs (default); with --wrap other than default")
+            ->type_name("N")
+            ->check(CLI::Range(-1, farthestOffset).description(""))
+            ->group(labelGroup);
+    }
+}
+
+void addText(CLI::App& app, Action& action) {
+    auto options = std::make_shared<TextOptions>();
+    auto simulation = std::make_shared<SimulationOptions>();
+    auto* command = app.add_subcommand("text", "Show a text on the glasses");
+    command->formatter(usage("Usage: tarnel text TEXT [--layout left|center|canvas] --simulated --frame OUT.png"));
+    command->add_option("TEXT", options->text, "UTF-8; - for standard input")->required()->type_name("");
+    addChoice<Layout>(
+        command, "--layout", textLayoutNames, [options](Layout layout) { options->layout = layout; },
+        "A line at the bottom of the display, left or center, or a label (default canvas)");
+    command->add_option("--size", options->size, "Of the font in pixels, 8 to 96 (default 28)")
+        ->type_name("N")
+        ->check(CLI::Range(8, 96).description(""));
+    command->add_option("--font", options->font, "An installed family or a font file that goes before the usual fonts")
+        ->type_name("FAMILY|FILE");
+    command->add_option("--locale", options->locale, "The user's language, e.g. ja-JP (default en-US)")
+        ->type_name("TAG");
+    command->add_option("--frame", options->frame, "Write what the display then shows; - for standard output")
+        ->type_name("OUT.png");
+    command->add_flag("--json", options->asJSON, "Describe the result in JSON");
+    addLabelOptions(command, options);
+    addSimulation(command, simulation);
+    command->footer("The text goes with a font of exactly its characters: the glasses have none of their own. The "
+                    "frame is as that of\ntarnel show.");
+    command->callback([options, simulation, &action] {
+        options->simulation = *simulation;
+        action = [options] { showText(*options); };
     });
 }
 
@@ -342,9 +434,24 @@ void addHelp(CLI::App& app, Action& action) {
         [&app, words, &action] { action = [&app, words] { writeOutput(helpOf(commandNamed(app, *words))); }; });
 }
 
+/// "tarnel message encode", as far as the words were understood.
+std::string calledCommand(const CLI::App& app) {
+    std::string words = app.get_name();
+    const CLI::App* command = &app;
+    for (auto called = command->get_subcommands(); !called.empty(); called = command->get_subcommands()) {
+        command = called.front();
+        words += " " + command->get_name();
+    }
+    return words;
+}
+
 std::string oneLine(std::string text) {
     std::replace(text.begin(), text.end(), '\n', ' ');
     return text;
+}
+
+std::string seeHelp(const CLI::App& app) {
+    return "; see " + calledCommand(app) + " --help";
 }
 
 int report(const std::string& what, int status) {
@@ -364,6 +471,7 @@ int run(int argc, const char* const* argv) {
     app.require_subcommand(0, 1);
     app.set_version_flag("--version", "tarnel " TARNEL_VERSION);
     addShow(app, action);
+    addText(app, action);
     addPlay(app, action);
     addMessage(app, action);
     addImage(app, action);
@@ -375,7 +483,7 @@ int run(int argc, const char* const* argv) {
     try {
         app.parse(argc, argv);
         if (!action) {
-            throw UsageError("which command? See tarnel " + (argc > 1 ? argv[1] + std::string(" ") : "") + "--help");
+            throw UsageError("a command is missing");
         }
         action();
         return succeeded;
@@ -386,9 +494,9 @@ int run(int argc, const char* const* argv) {
         writeOutput(version.what() + std::string("\n"));
         return succeeded;
     } catch (const CLI::ParseError& error) {
-        return report(oneLine(error.what()) + "; see tarnel --help", calledWrongly);
+        return report(oneLine(error.what()) + seeHelp(app), calledWrongly);
     } catch (const UsageError& error) {
-        return report(error.what(), calledWrongly);
+        return report(error.what() + seeHelp(app), calledWrongly);
     } catch (const Failure& error) {
         return report(error.what(), failed);
     } catch (const std::bad_alloc&) {

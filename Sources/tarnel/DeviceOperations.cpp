@@ -1,6 +1,8 @@
 #include "Bridge.hpp"
+#include "Fonts.hpp"
 #include "MessageJSON.hpp"
 #include "Operations.hpp"
+#include "Pictures.hpp"
 #include "Text.hpp"
 
 #include <TarnelSDK/device/Tarnel.hpp>
@@ -34,6 +36,9 @@ constexpr Cases<ItemType, 5> itemTypes{{
     {"longwrite", ItemType::longwrite},
 }};
 
+constexpr auto smallestFontSize = static_cast<std::int64_t>(Glypher::minimumFontSize);
+constexpr auto largestFontSize = static_cast<std::int64_t>(Glypher::maximumFontSize);
+
 template <typename T>
 JSON orNull(const std::optional<T>& value) {
     return value ? JSON(*value) : JSON();
@@ -42,6 +47,24 @@ JSON orNull(const std::optional<T>& value) {
 JSON setLayout(Bridge& bridge, const Arguments& arguments) {
     bridge.device()->setLayout(arguments.choice("layout", layouts), static_cast<unsigned>(arguments.integer("timeout")),
                                arguments.boolean("hideStatusBar"));
+    return nullptr;
+}
+
+JSON sendTextAndImage(Bridge& bridge, const Arguments& arguments) {
+    const auto device = bridge.device();
+    std::optional<Image> icon;
+    if (arguments.has("image")) {
+        icon = readObjectPicture(arguments.text("image"));
+    }
+    device->sendTextAndImage(arguments.text("text"), icon);
+    return nullptr;
+}
+
+JSON setCustomFontForAllText(Bridge& bridge, const Arguments& arguments) {
+    const auto device = bridge.device();
+    device->setCustomFontForAllText(arguments.has("font")
+                                        ? std::optional(fontNamed(arguments.text("font"), device->glypher.fontSize()))
+                                        : std::nullopt);
     return nullptr;
 }
 
@@ -85,6 +108,36 @@ std::vector<Operation> commands() {
          {choice("layout", layouts), integer("timeout", 0, UINT32_MAX), boolean("hideStatusBar")},
          "Takes the display with a layout, for so many seconds; \"default\" gives it back.",
          setLayout},
+        {"sendText",
+         {string("text")},
+         "Shows a text in the layouts \"textBottomLeftAlign\" and \"textBottomCenterAlign\".",
+         [](Bridge& bridge, const Arguments& arguments) -> JSON {
+             bridge.device()->sendText(arguments.text("text"));
+             return nullptr;
+         }},
+        {"sendTextAndImage",
+         {string("text"), optional(path("image"))},
+         "Shows a text and an icon in the layout \"navigation\".",
+         sendTextAndImage},
+        {"setCustomFontForAllText",
+         {optional(string("font"))},
+         "The font that goes before all others in texts and labels, an installed family or a font file; none when left "
+         "out.",
+         setCustomFontForAllText},
+        {"glypher.setFontSize",
+         {number("size", smallestFontSize, largestFontSize)},
+         "The size of texts and labels in pixels, 28 at first.",
+         [](Bridge& bridge, const Arguments& arguments) -> JSON {
+             bridge.device()->glypher.setFontSize(arguments.number("size"));
+             return nullptr;
+         }},
+        {"glypher.setShouldGlyph",
+         {boolean("shouldGlyph")},
+         "Whether texts and labels are sent with fonts.",
+         [](Bridge& bridge, const Arguments& arguments) -> JSON {
+             bridge.device()->glypher.setShouldGlyph(arguments.boolean("shouldGlyph"));
+             return nullptr;
+         }},
         plain("screenOff", "Switches the display off.", &Tarnel::screenOff),
         plain("getSettings", "Asks for the settings, which come as events \"property\".", &Tarnel::getSettings),
         {"getIntProperty",

@@ -18,9 +18,6 @@
 namespace tarnel::command {
 namespace {
 
-/// The header holds 11 bits of width and height.
-constexpr int maximumSide = 2047;
-
 struct Conversion {
     std::string format;
     int width = 0;
@@ -33,11 +30,20 @@ bool isDeviceImage(ByteView bytes) {
     return !bytes.empty() && (bytes[0] == 7 || bytes[0] == 8);
 }
 
-bool isNamedLikePicture(const std::string& path) {
+std::string extensionOf(const std::string& path) {
     std::string extension = std::filesystem::path(path).extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
-    return extension == ".png" || extension == ".jpg" || extension == ".jpeg";
+    return extension;
+}
+
+bool isNamedLikeJPEG(const std::string& path) {
+    const std::string extension = extensionOf(path);
+    return extension == ".jpg" || extension == ".jpeg";
+}
+
+bool isNamedLikePicture(const std::string& path) {
+    return extensionOf(path) == ".png" || isNamedLikeJPEG(path);
 }
 
 Conversion toDeviceImage(ByteView input, const std::string& name, const ImageOptions& options) {
@@ -50,9 +56,9 @@ Conversion toDeviceImage(ByteView input, const std::string& name, const ImageOpt
         throw UsageError("--dither on is for the four levels of --bpp 2");
     }
     const Image picture = pictureFromBytes(input, name);
-    if (picture.width() > maximumSide || picture.height() > maximumSide) {
+    if (picture.width() > longestObjectSide || picture.height() > longestObjectSide) {
         throw Failure(name + " is " + std::to_string(picture.width()) + " x " + std::to_string(picture.height()) +
-                      " pixels; a device image has at most " + std::to_string(maximumSide) +
+                      " pixels; a device image has at most " + std::to_string(longestObjectSide) +
                       " each way: scale it down");
     }
     const bool mixesLevels = bpp == 2 && isDithered(picture, dither);
@@ -67,6 +73,9 @@ Conversion toPicture(ByteView input, const std::string& name, const ImageOptions
     if (options.bpp || options.dither) {
         throw UsageError(name + " is a device image and becomes a PNG file; --bpp and --dither are for the other way");
     }
+    if (isNamedLikeJPEG(options.output)) {
+        throw UsageError(name + " becomes a PNG file; name that -o OUT.png");
+    }
     const auto result = imageFromTNImage(input, name);
     if (const auto* error = std::get_if<ImageError>(&result)) {
         throw Failure(error->message);
@@ -78,6 +87,9 @@ Conversion toPicture(ByteView input, const std::string& name, const ImageOptions
 } // namespace
 
 void convertImage(const ImageOptions& options) {
+    if (options.output == "-" && options.asJSON) {
+        throw UsageError("standard output takes one of -o - and --json");
+    }
     const std::string name = options.input == "-" ? "standard input" : options.input;
     const Bytes input = readFile(options.input, maximumImageFileSize);
     const auto conversion =

@@ -35,6 +35,15 @@ std::optional<double> numberOf(const JSON& value) {
     return std::nullopt;
 }
 
+bool fits(const Parameter& parameter, const JSON& value);
+
+bool everyElementFits(Parameter parameter, Parameter::Kind kind, const JSON& value) {
+    parameter.kind = kind;
+    const auto* elements = value.array();
+    return elements && std::all_of(elements->begin(), elements->end(),
+                                   [&](const JSON& element) { return fits(parameter, element); });
+}
+
 bool fits(const Parameter& parameter, const JSON& value) {
     const auto* text = value.string();
     switch (parameter.kind) {
@@ -55,6 +64,11 @@ bool fits(const Parameter& parameter, const JSON& value) {
         return text && !text->empty() && *text != "-" && text->find('\0') == std::string::npos;
     case Parameter::Kind::choice:
         return text && std::find(parameter.choices.begin(), parameter.choices.end(), *text) != parameter.choices.end();
+    case Parameter::Kind::paths:
+        return everyElementFits(parameter, Parameter::Kind::path, value);
+    case Parameter::Kind::choices:
+        return everyElementFits(parameter, Parameter::Kind::choice, value) &&
+               value.array()->size() <= parameter.choices.size();
     case Parameter::Kind::bytes:
         return text && !bytesFromHexadecimal(*text).value_or(Bytes()).empty();
     case Parameter::Kind::json:
@@ -84,6 +98,10 @@ std::string Parameter::description() const {
         return "text";
     case Kind::path:
         return "a file";
+    case Kind::paths:
+        return "a list of files";
+    case Kind::choices:
+        return "a list of " + joined(choices);
     case Kind::choice:
         return (choices.size() > 1 ? "one of " : "") + joined(choices);
     case Kind::bytes:
@@ -120,6 +138,10 @@ Parameter path(std::string name) {
     return {std::move(name), Parameter::Kind::path};
 }
 
+Parameter paths(std::string name) {
+    return {std::move(name), Parameter::Kind::paths};
+}
+
 Parameter bytes(std::string name) {
     return {std::move(name), Parameter::Kind::bytes};
 }
@@ -149,6 +171,14 @@ const JSON& Arguments::required(std::string_view name) const {
 
 double Arguments::number(std::string_view name) const {
     return numberOf(required(name)).value_or(0);
+}
+
+std::vector<std::string> Arguments::texts(std::string_view name) const {
+    std::vector<std::string> texts;
+    for (const JSON& element : *required(name).array()) {
+        texts.push_back(*element.string());
+    }
+    return texts;
 }
 
 std::string Operation::signature() const {

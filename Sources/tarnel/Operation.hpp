@@ -18,7 +18,7 @@ class Bridge;
 
 /// One argument that an operation of the bridge takes.
 struct Parameter {
-    enum class Kind { boolean, integer, number, text, path, choice, bytes, json };
+    enum class Kind { boolean, integer, number, text, path, paths, choice, choices, bytes, json };
 
     std::string name;
     Kind kind;
@@ -45,6 +45,8 @@ Parameter number(std::string name, std::int64_t minimum, std::int64_t maximum);
 Parameter string(std::string name);
 /// A file; "-" is none.
 Parameter path(std::string name);
+/// An array of such.
+Parameter paths(std::string name);
 /// Hexadecimal digits.
 Parameter bytes(std::string name);
 Parameter json(std::string name);
@@ -55,6 +57,14 @@ Parameter choice(std::string name, const Cases<T, count>& cases) {
     for (const auto& entry : cases) {
         made.choices.emplace_back(entry.first);
     }
+    return made;
+}
+
+/// An array of such, no longer than there are cases.
+template <typename T, std::size_t count>
+Parameter choices(std::string name, const Cases<T, count>& cases) {
+    Parameter made = choice(std::move(name), cases);
+    made.kind = Parameter::Kind::choices;
     return made;
 }
 
@@ -76,6 +86,8 @@ public:
     double number(std::string_view name) const;
     const std::string& text(std::string_view name) const { return *required(name).string(); }
     const JSON& json(std::string_view name) const { return required(name); }
+    /// Of `paths` and `choices`.
+    std::vector<std::string> texts(std::string_view name) const;
 
     template <typename T, std::size_t count>
     T choice(std::string_view name, const Cases<T, count>& cases) const {

@@ -13,7 +13,10 @@ const std::vector<Operation>& operations();
 std::vector<Operation> bridgeOperations();
 std::vector<Operation> managerOperations();
 std::vector<Operation> deviceOperations();
+/// Of the background, and what concerns the whole canvas.
 std::vector<Operation> canvasOperations();
+/// Of labels, images and the animation.
+std::vector<Operation> objectOperations();
 /// Of the simulated glasses and the host around the application.
 std::vector<Operation> simulationOperations();
 

@@ -26,6 +26,16 @@ Image readPicture(const std::string& path) {
     return valueOf(readImage(path));
 }
 
+Image readObjectPicture(const std::string& path) {
+    Image picture = readPicture(path);
+    if (picture.width() > longestObjectSide || picture.height() > longestObjectSide) {
+        throw Failure(path + " is " + std::to_string(picture.width()) + " x " + std::to_string(picture.height()) +
+                      " pixels; the glasses keep at most " + std::to_string(longestObjectSide) +
+                      " each way: scale it down");
+    }
+    return picture;
+}
+
 Image pictureFromBytes(ByteView bytes, const std::string& name) {
     return valueOf(decodeImage(bytes, name));
 }

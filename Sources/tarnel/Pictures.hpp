@@ -18,6 +18,12 @@ enum class Dither {
 /// Reads a PNG or JPEG file; "-" is standard input.
 Image readPicture(const std::string& path);
 
+/// The longest side of an image in the device image format, whose header has 11 bits for it.
+inline constexpr int longestObjectSide = 2047;
+
+/// Reads a picture that the glasses are to keep, an image object or an icon.
+Image readObjectPicture(const std::string& path);
+
 /// As `readPicture`, of bytes that were read from `name`.
 Image pictureFromBytes(ByteView bytes, const std::string& name);
 

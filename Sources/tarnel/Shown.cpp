@@ -1,0 +1,82 @@
+#include "Shown.hpp"
+
+#include "Failure.hpp"
+#include "Files.hpp"
+#include "ProgressBar.hpp"
+#include "Text.hpp"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+
+namespace tarnel::command {
+namespace {
+
+/// For how long the glasses leave their display to us, in seconds: longer than the slowest link takes for a picture.
+constexpr unsigned displayTimeout = 24 * 60 * 60;
+
+double seconds(platform::Duration time) {
+    return std::chrono::duration<double>(time).count();
+}
+
+} // namespace
+
+void requireUsable(const Outputs& outputs) {
+    if ((outputs.frame == "-") + (outputs.trace == "-") + outputs.asJSON > 1) {
+        throw UsageError("standard output takes one of --frame -, --trace - and --json");
+    }
+    if (outputs.frame && outputs.frame == outputs.trace) {
+        throw UsageError("--frame and --trace take different files");
+    }
+    if (!outputs.frame && !outputs.trace) {
+        throw UsageError("give --frame FILE, --trace FILE or both: simulated glasses are seen in no other way");
+    }
+}
+
+Transfer transfer(Simulation& simulation, Layout layout, const std::function<void(Tarnel&)>& draw) {
+    const auto device = simulation.device();
+    const Traffic before = simulation.traffic();
+    const auto start = simulation.now();
+    device->setLayout(layout, displayTimeout, false);
+    draw(*device);
+    {
+        const std::size_t total = device->pendingByteCount();
+        ProgressBar bar(total);
+        simulation.waitUntilIdle([&] {
+            const std::size_t left = device->pendingByteCount();
+            bar.update(total - std::min(left, total), simulation.now() - start);
+        });
+    }
+    if (const auto error = device->firmwareError.value()) {
+        throw Failure("the glasses refused it: " + error->message);
+    }
+    const Traffic& after = simulation.traffic();
+    return {after.writtenBytes - before.writtenBytes, after.writes - before.writes, after.last - start,
+            device->protocolVersion()};
+}
+
+void append(JSON::Object& object, const Transfer& transfer, const Outputs& outputs) {
+    object.emplace_back("protocolVersion", transfer.protocolVersion);
+    object.emplace_back("bytes", std::uint64_t{transfer.bytes});
+    object.emplace_back("chunks", std::uint64_t{transfer.chunks});
+    object.emplace_back("seconds", seconds(transfer.time));
+    object.emplace_back("frame", outputs.frame ? JSON(*outputs.frame) : JSON());
+    object.emplace_back("trace", outputs.trace ? JSON(*outputs.trace) : JSON());
+}
+
+std::string description(const Transfer& transfer) {
+    std::array<char, 32> time{};
+    std::snprintf(time.data(), time.size(), "%.2f", seconds(transfer.time));
+    return grouped(transfer.bytes) + " bytes in " + grouped(transfer.chunks) + " chunks, " + time.data() + " s";
+}
+
+void writeSummary(const std::string& summary, const Outputs& outputs) {
+    if (outputs.takeStandardOutput()) {
+        std::fputs(summary.c_str(), stderr);
+    } else {
+        writeOutput(summary);
+    }
+}
+
+} // namespace tarnel::command
