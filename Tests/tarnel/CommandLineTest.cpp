@@ -12,15 +12,11 @@ using testing::SizeIs;
 using testing::StartsWith;
 
 TEST(CommandLine, HasHelpForTheProgramAndEveryCommand) {
-    const std::vector<std::vector<std::string>> commands{{},
-                                                         {"show"},
-                                                         {"play"},
-                                                         {"image"},
-                                                         {"font"},
-                                                         {"message"},
-                                                         {"message", "encode"},
-                                                         {"help"},
-                                                         {"message", "decode"}};
+    const std::vector<std::vector<std::string>> commands{{},          {"show"},
+                                                         {"text"},    {"play"},
+                                                         {"image"},   {"font"},
+                                                         {"message"}, {"message", "encode"},
+                                                         {"help"},    {"message", "decode"}};
     for (auto words : commands) {
         words.emplace_back("--help");
         const auto result = runTarnel(words);
@@ -71,6 +67,16 @@ TEST(CommandLine, AWrongCallEndsWithStatus2AndOneLine) {
         {"show", "a.png", "--simulated", "--frame", "b.png", "--protocol", "3"},
         {"show", "a.png", "--simulated", "--frame", "b.png", "--seed", "-1"},
         {"show", "a.png", "--simulated", "--frame", "b.png", "--dither", "perhaps"},
+        {"text", "--simulated", "--frame", "b.png"},
+        {"text", "a", "--simulated"},
+        {"text", "a", "--simulated", "--frame", "-", "--json"},
+        {"text", "a", "--simulated", "--frame", "b.png", "--size", "7"},
+        {"text", "a", "--simulated", "--frame", "b.png", "--size", "large"},
+        {"text", "a", "--simulated", "--frame", "b.png", "--anchor", "middle"},
+        {"text", "a", "--simulated", "--frame", "b.png", "--at", "1"},
+        {"text", "a", "--simulated", "--frame", "b.png", "--at", "40000,1"},
+        {"text", "a", "--simulated", "--frame", "b.png", "--width", "-2"},
+        {"text", "a", "--simulated", "--frame", "b.png", "--layout", "left", "--color", "dim"},
         {"play", "--simulated", "--frame", "-"},
         {"play", "--simulated", "--battery", "101"},
     };
@@ -81,6 +87,14 @@ TEST(CommandLine, AWrongCallEndsWithStatus2AndOneLine) {
         EXPECT_THAT(result.error, StartsWith("tarnel: "));
         EXPECT_THAT(lines(result.error), SizeIs(1));
     }
+}
+
+TEST(CommandLine, AWrongCallNamesTheHelpOfItsCommand) {
+    EXPECT_THAT(runTarnel({}).error, EndsWith("; see tarnel --help\n"));
+    EXPECT_THAT(runTarnel({"fly"}).error, EndsWith("; see tarnel --help\n"));
+    EXPECT_THAT(runTarnel({"message"}).error, EndsWith("; see tarnel message --help\n"));
+    EXPECT_THAT(runTarnel({"message", "decode", "--fly"}).error, EndsWith("; see tarnel message decode --help\n"));
+    EXPECT_THAT(runTarnel({"show", "a.png", "--simulated"}).error, EndsWith("; see tarnel show --help\n"));
 }
 
 TEST(CommandLine, GlassesThatAreNotSimulatedAreRefusedWithWhatToDo) {

@@ -86,6 +86,27 @@ TEST(ImageCommand, TheWrongOptionsForADirectionAreAWrongCall) {
               2);
 }
 
+TEST(ImageCommand, WritesNoPNGUnderTheNameOfAJPEG) {
+    const TemporaryFolder folder;
+    writePNG(folder / "ramp.png", ramp());
+    ASSERT_EQ(runTarnel({"image", folder / "ramp.png", "-o", folder / "ramp.bin"}).status, 0);
+    for (const std::string name : {"back.jpg", "back.JPEG"}) {
+        const auto result = runTarnel({"image", folder / "ramp.bin", "-o", folder / name});
+        EXPECT_EQ(result.status, 2);
+        EXPECT_THAT(result.error, HasSubstr("becomes a PNG file"));
+        EXPECT_FALSE(std::filesystem::exists(folder / name));
+    }
+}
+
+TEST(ImageCommand, StandardOutputTakesTheImageOrItsDescription) {
+    const TemporaryFolder folder;
+    writePNG(folder / "ramp.png", ramp());
+    const auto result = runTarnel({"image", folder / "ramp.png", "-o", "-", "--json"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.error, HasSubstr("-o - and --json"));
+}
+
 TEST(ImageCommand, AFileIsReplacedWholeOrNotAtAll) {
     const TemporaryFolder folder;
     writePNG(folder / "ramp.png", ramp());

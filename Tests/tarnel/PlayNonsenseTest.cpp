@@ -72,6 +72,43 @@ TEST(PlayNonsense, EveryLineThatMakesNoSenseIsAnErrorAndTheBridgeGoesOn) {
         R"({"op": "clearBackgroundRect", "x": 9223372036854775807, "y": 0, "width": 1, "height": 1})",
         R"({"op": "clearBackgroundRect", "x": 2147483647, "y": 0, "width": 2147483647, "height": 1})",
         R"({"op": "clearBackgroundRect", "x": 0, "y": 0, "width": 1})",
+        R"({"op": "createText"})",
+        R"({"op": "createText", "text": 5})",
+        R"({"op": "createText", "text": "a", "xOffset": 32768})",
+        R"({"op": "createText", "text": "a", "yOffset": 1.5})",
+        R"({"op": "createText", "text": "a", "width": -2})",
+        R"({"op": "createText", "text": "a", "anchor": "middle"})",
+        R"({"op": "createText", "text": "a", "wrapMode": -1})",
+        R"({"op": "updateText", "text": "a", "id": 7})",
+        R"({"op": "updateText", "text": "a", "id": -1})",
+        R"({"op": "moveText", "id": 0, "x": -1, "y": 0})",
+        R"({"op": "removeText"})",
+        R"({"op": "createImage", "image": "/nowhere.png"})",
+        R"({"op": "updateImage", "image": "/nowhere.png", "id": 3})",
+        R"({"op": "moveImage", "id": 3, "x": 0, "y": 0})",
+        R"({"op": "createAnimation", "images": []})",
+        R"({"op": "createAnimation", "images": "/nowhere.png"})",
+        R"({"op": "createAnimation", "images": [5]})",
+        R"({"op": "createAnimation", "images": ["/nowhere.png"]})",
+        R"({"op": "createAnimation", "images": ["-"]})",
+        R"({"op": "createAnimation", "images": ["/nowhere.png"], "duration": -1})",
+        R"({"op": "moveTo", "type": "image", "id": 3, "x": 0, "y": 0})",
+        R"({"op": "setVisible", "type": "animation", "id": 1, "visible": true})",
+        R"({"op": "remove", "type": "label", "id": 1})",
+        R"({"op": "clear"})",
+        R"({"op": "drawRect", "x": 0, "y": 0, "width": -1, "height": 1})",
+        R"({"op": "drawRect", "x": 0, "y": 0, "width": 1, "height": 1, "cornerRadius": -0.5})",
+        R"({"op": "drawRect", "x": 0, "y": 0, "width": 1, "height": 1, "corners": "topLeft"})",
+        R"({"op": "drawRect", "x": 0, "y": 0, "width": 1, "height": 1, "corners": ["top"]})",
+        R"({"op": "drawLine", "x1": 0, "y1": 0, "x2": 1e300, "y2": 0})",
+        R"({"op": "drawStaticText", "text": "a", "x": 0, "y": 0, "font": "No such family"})",
+        R"({"op": "drawStaticText", "text": "a", "x": 0, "y": 0, "font": "/nowhere.ttf"})",
+        R"({"op": "drawStaticText", "text": "a", "x": 0, "y": 0, "font": "/dev/null"})",
+        R"({"op": "drawStaticText", "text": "a", "x": 0, "y": 0, "size": 0})",
+        R"({"op": "sendText"})",
+        R"({"op": "sendTextAndImage", "text": "a", "image": "/nowhere.png"})",
+        R"({"op": "setCustomFontForAllText", "font": ""})",
+        R"({"op": "glypher.setFontSize", "size": 7})",
         R"({"op": "getIntProperty", "property": "led"})",
         R"({"op": "setIntProperty", "property": "brightness", "value": 9223372036854775808})",
         R"({"op": "sendData", "data": "0"})",
@@ -151,7 +188,14 @@ json argumentFor(const json& parameter, std::mt19937& random, const TemporaryFol
                          json::object(), true, "/nowhere/x", UINT64_MAX, INT64_MIN};
         return odd[below(10)];
     }
+    if (is == "a list of files") {
+        return json(below(5), folder / "picture.png");
+    }
     if (parameter.contains("choices")) {
+        const bool isList = is.starts_with("a list");
+        if (isList) {
+            return json::array({parameter.at("choices").at(0)});
+        }
         return parameter.at("choices").at(random() % parameter.at("choices").size());
     }
     if (is == "true or false") {

@@ -40,7 +40,7 @@ public:
             } else if (key == "cnvs_clr") {
                 std::fill(hidden_.begin(), hidden_.end(), std::uint8_t{0});
             } else if (key == "cnvs_clrblk") {
-                clear(argument.as<std::vector<int>>());
+                fill(argument.as<std::vector<int>>());
             } else if (key == "cnvs_img") {
                 draw(argument.as<std::vector<msgpack::object>>());
             } else {
@@ -58,10 +58,11 @@ private:
         }
     }
 
-    void clear(const std::vector<int>& corners) {
+    void fill(const std::vector<int>& corners) {
+        const auto level = static_cast<std::uint8_t>(corners.size() > 4 ? corners[4] : 0);
         for (int y = corners.at(1); y < std::min(corners.at(3), displayHeight); ++y) {
             for (int x = corners.at(0); x < std::min(corners.at(2), displayWidth); ++x) {
-                set(x, y, 0);
+                set(x, y, level);
             }
         }
     }
