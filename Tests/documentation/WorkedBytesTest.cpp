@@ -61,6 +61,19 @@ protected:
         return std::exchange(values_, {});
     }
 
+    /// Likewise, joined into messages.
+    std::vector<std::string> takeMessages() {
+        std::vector<std::string> messages;
+        std::string message;
+        for (const auto& value : takeValues()) {
+            message += value.substr(2);
+            if (value[0] < '8') {
+                messages.push_back(std::exchange(message, {}));
+            }
+        }
+        return messages;
+    }
+
     std::vector<std::string> values_;
     glasses::SimulatedWorld world_;
     std::shared_ptr<glasses::SimulatedGlasses> glasses_;
@@ -88,6 +101,56 @@ TEST_F(WorkedBytesOnTheAir, aWholePictureIsTakenControlOfDrawnAndShown) {
         EXPECT_EQ(glasses_->frame().at(100 + x, 202), 0);
     }
     EXPECT_TRUE(glasses_->errors().empty());
+}
+
+TEST_F(WorkedBytesOnTheAir, objectsAreMadeMovedHiddenAndRemoved) {
+    auto& canvas = device()->canvas;
+    device()->setLayout(Layout::canvas, 180, false);
+    device()->glypher.setShouldGlyph(false);
+    (void)takeMessages();
+
+    const TextArguments label{.textAlignment = TextAlignment::center, .anchor = Anchor::center, .yOffset = -20};
+    canvas.createText("Grüße", label);
+    canvas.commit();
+    canvas.clear_all();
+    auto wrapped = label;
+    wrapped.width = 200;
+    wrapped.wrapMode = TextWrapMode::wrap;
+    canvas.createText("Grüße", wrapped);
+    canvas.commit();
+    EXPECT_THAT(takeMessages(), ElementsAre("81a86c76676c5f6f626a9281a56c6162656c980002030900ecc3a74772c3bcc39f65"
+                                            "81a5666c757368c0",
+                                            "81a86c76676c5f6f626a81a7636c725f616c6cc0",
+                                            "81a86c76676c5f6f626a9281a56c6162656c9b0002030900ecc3a74772c3bcc39f65"
+                                            "ccc8ff0081a5666c757368c0"));
+
+    canvas.createAnimation(std::vector{picture(), picture()}, {});
+    canvas.moveImage(0, 30, 25);
+    canvas.setTextVisible(2, false);
+    canvas.removeText(2);
+    canvas.commit();
+    canvas.drawRect({.x = 10, .y = 20, .width = 30, .height = 40, .fillColor = Color::mid});
+    auto messages = takeMessages();
+    messages.erase(messages.begin(), messages.begin() + 2); // the frames
+    EXPECT_THAT(messages, ElementsAre("81a86c76676c5f6f626a81a7616e696d6174659700cd03e8010000920001c3",
+                                      "81a86c76676c5f6f626a81a46d6f76659401001e19",
+                                      "81a86c76676c5f6f626a81a77365745f766973930002c2",
+                                      "81a86c76676c5f6f626a81aa6f626a6563745f636c72920002",
+                                      "81a86c76676c5f6f626a81a5666c757368c0",
+                                      "81a663616e76617381ab636e76735f636c72626c6b950a14283c02"));
+    EXPECT_TRUE(glasses_->errors().empty());
+}
+
+TEST_F(WorkedBytesOnTheAir, textsAreShownInTheOtherLayouts) {
+    device()->glypher.setShouldGlyph(false);
+    device()->setLayout(Layout::textBottomLeftAlign, 180, false);
+    (void)takeMessages();
+    device()->sendText("Grüße");
+    EXPECT_THAT(takeMessages(), ElementsAre("81a474626c6191a74772c3bcc39f65"));
+    device()->setLayout(Layout::navigation, 180, false);
+    (void)takeMessages();
+    device()->sendTextAndImage("Grüße", std::nullopt);
+    EXPECT_THAT(takeMessages(), ElementsAre("81a36e6176920091a74772c3bcc39f65"));
 }
 
 TEST(WorkedBytes, aMessageIsPackedAsTheDocumentsSay) {

@@ -120,6 +120,8 @@ private:
     /// Draws the part that lies on the display.
     void drawVisible(const Image& image, Point origin);
 
+    /// Sends a picture, given as itself and in the device image format, and draws it in the mirror.
+    void sendImage(int id, const Image& image, const Bytes& deviceImage, const LVGLMetrics& metrics);
     void commitText();
 
     void clearMirror();

@@ -53,10 +53,14 @@ std::optional<int> Canvas::createImage(const Image& image, const ImageArguments&
         return std::nullopt;
     }
     slotManager_.getLVGLObject(LVGLType::image, id)->imageValue = image;
-    isLVGLObjectDirty_ = true;
-    sendToDisplay(imageMessage(id, metrics, *deviceImage));
-    drawInMirror(image, metrics);
+    sendImage(id, image, *deviceImage, metrics);
     return id;
+}
+
+void Canvas::sendImage(int id, const Image& image, const Bytes& deviceImage, const LVGLMetrics& metrics) {
+    isLVGLObjectDirty_ = true;
+    sendToDisplay(imageMessage(id, metrics, deviceImage));
+    drawInMirror(image, metrics);
 }
 
 bool Canvas::updateImage(const Image& image, int id) {
@@ -70,9 +74,7 @@ bool Canvas::updateImage(const Image& image, int id) {
     object->imageValue = image;
     object->metrics.width = image.width();
     object->metrics.height = image.height();
-    isLVGLObjectDirty_ = true;
-    sendToDisplay(imageMessage(id, object->metrics, *deviceImage));
-    drawInMirror(image, object->metrics);
+    sendImage(id, image, *deviceImage, object->metrics);
     return true;
 }
 
