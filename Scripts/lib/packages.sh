@@ -5,7 +5,7 @@ packages_to_build=(
     zlib1g-dev libssl-dev libpng-dev libjpeg-dev libexif-dev
     libcairo2-dev libfreetype-dev libharfbuzz-dev libfribidi-dev libfontconfig-dev
     fonts-noto-core fonts-noto-cjk fonts-symbola
-    libasio-dev libcli11-dev nlohmann-json3-dev libmsgpack-cxx-dev
+    libasio-dev libcli11-dev libgif-dev nlohmann-json3-dev libmsgpack-cxx-dev
 )
 
 packages_to_test=(

@@ -64,6 +64,7 @@ public:
     void loseControl();
     void displayTimeout();
     void darken();
+    void statusChanged();
     Frame frame() const;
     std::optional<platform::Duration> nextFrameChange() const;
 
@@ -280,14 +281,16 @@ void Firmware::State::request(const Value& value) {
 
 void Firmware::State::setNavigationOffset(const Value& value) {
     properties_["nav_y_offset"] = requireInteger(value, INT32_MIN, INT32_MAX);
-    output_.frameChanged();
+    if (layout_ == navigationLayout) {
+        output_.frameChanged();
+    }
 }
 
 void Firmware::State::setTime(const Value& value) {
     if (!clock_.set(requireText(value), output_.now())) {
         throw CommandFailure("no date and time");
     }
-    output_.frameChanged();
+    statusChanged();
 }
 
 void Firmware::State::screenOff(const Value& value) {
@@ -354,6 +357,12 @@ void Firmware::State::navigation(const Value& value) {
 void Firmware::State::answerRefused(const std::optional<std::string>& font) {
     if (font) {
         answer("font", *font);
+    }
+}
+
+void Firmware::State::statusChanged() {
+    if (hasStatusBar()) {
+        output_.frameChanged();
     }
 }
 
@@ -433,7 +442,7 @@ void Firmware::requestTime() {
 void Firmware::setBattery(int level, bool isCharging) {
     state_->batteryLevel_ = level;
     state_->isCharging_ = isCharging;
-    state_->output_.frameChanged();
+    state_->statusChanged();
 }
 
 void Firmware::takeControl(const std::string& application) {

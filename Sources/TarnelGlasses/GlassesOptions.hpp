@@ -35,7 +35,7 @@ struct GlassesOptions {
     std::int64_t navigationOffset = 0;          ///< property "nav_y_offset"
     /// Whose loader reads the fonts that are received.
     LvglVersion lvglVersion = LvglVersion::v8_3_11;
-    int batteryLevel = 80;                      ///< percent, 0 to 100
+    int batteryLevel = 80; ///< percent, 0 to 100
     bool isCharging = false;
     int rssi = -55;
     /// From a restart to the first advertisement.

@@ -94,7 +94,7 @@ private:
 
 } // namespace
 
-/// Takes a file apart. The format is that of the "lv_font_conv" project's binary fonts.
+/// Takes a file apart. The format is documented with LVGL's font converter, lv_font_conv.
 class LvglFont::Loader {
 public:
     explicit Loader(LvglFont& font) : font_(font), reader_(font.file_) {}

@@ -1,5 +1,6 @@
 #include "CommandLine.hpp"
 
+#include "DemoCommand.hpp"
 #include "DisplayNames.hpp"
 #include "Failure.hpp"
 #include "Files.hpp"
@@ -387,6 +388,27 @@ A line has at most 1,048,576 bytes. Bytes in messages are written as in tarnel m
 Operations:
 )";
 
+void addDemo(CLI::App& app, Action& action) {
+    auto options = std::make_shared<DemoOptions>();
+    auto simulation = std::make_shared<SimulationOptions>();
+    auto* command = app.add_subcommand("demo", "Show a scene of all that the display can");
+    command->formatter(usage("Usage: tarnel demo [PICTURE] --simulated --frame OUT.png --animation OUT.gif"));
+    command->add_option("PICTURE", options->picture, "A PNG or JPEG file in place of the photograph that comes along")
+        ->type_name("");
+    command->add_option("--frame", options->frame, "Write what the display shows")->type_name("OUT.png");
+    command->add_option("--animation", options->animation, "Write what it shows from then on, as an animated picture")
+        ->type_name("OUT.gif");
+    command->add_option("--seconds", options->seconds, "Length of the animated picture, 0.1 to 60 (default 6)")
+        ->type_name("N")
+        ->check(CLI::Range(0.1, 60.0).description(""));
+    command->add_flag("--json", options->asJSON, "Describe the transfer in JSON");
+    addSimulation(command, simulation);
+    command->callback([options, simulation, &action] {
+        options->simulation = *simulation;
+        action = [options] { demo(*options); };
+    });
+}
+
 void addPlay(CLI::App& app, Action& action) {
     auto options = std::make_shared<PlayOptions>();
     auto simulation = std::make_shared<SimulationOptions>();
@@ -473,6 +495,7 @@ int run(int argc, const char* const* argv) {
     addShow(app, action);
     addText(app, action);
     addPlay(app, action);
+    addDemo(app, action);
     addMessage(app, action);
     addImage(app, action);
     addFont(app, action);
@@ -483,7 +506,7 @@ int run(int argc, const char* const* argv) {
     try {
         app.parse(argc, argv);
         if (!action) {
-            throw UsageError("a command is missing");
+            throw UsageError("which command?");
         }
         action();
         return succeeded;

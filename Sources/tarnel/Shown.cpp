@@ -9,6 +9,8 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <map>
+#include <utility>
 
 namespace tarnel::command {
 namespace {
@@ -23,13 +25,23 @@ double seconds(platform::Duration time) {
 } // namespace
 
 void requireUsable(const Outputs& outputs) {
-    if ((outputs.frame == "-") + (outputs.trace == "-") + outputs.asJSON > 1) {
+    std::map<std::string, std::string> optionOf;
+    int toStandardOutput = outputs.asJSON ? 1 : 0;
+    for (const auto& [option, file] : {std::pair{"--frame", outputs.frame}, std::pair{"--animation", outputs.animation},
+                                       std::pair{"--trace", outputs.trace}}) {
+        if (file == "-") {
+            ++toStandardOutput;
+        } else if (file) {
+            const auto [other, isNew] = optionOf.emplace(*file, option);
+            if (!isNew) {
+                throw UsageError(other->second + " and " + option + " take different files");
+            }
+        }
+    }
+    if (toStandardOutput > 1) {
         throw UsageError("standard output takes one of --frame -, --trace - and --json");
     }
-    if (outputs.frame && outputs.frame == outputs.trace) {
-        throw UsageError("--frame and --trace take different files");
-    }
-    if (!outputs.frame && !outputs.trace) {
+    if (toStandardOutput == (outputs.asJSON ? 1 : 0) && optionOf.empty()) {
         throw UsageError("give --frame FILE, --trace FILE or both: simulated glasses are seen in no other way");
     }
 }

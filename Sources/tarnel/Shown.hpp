@@ -22,8 +22,9 @@ struct Outputs {
     std::optional<std::string> frame;
     std::optional<std::string> trace;
     bool asJSON = false;
+    std::optional<std::string> animation = std::nullopt;
 
-    bool takeStandardOutput() const { return frame == "-" || trace == "-"; }
+    bool takeStandardOutput() const { return frame == "-" || trace == "-" || animation == "-"; }
 };
 
 /// Throws `UsageError` when outputs would meet in one file, or there is none.

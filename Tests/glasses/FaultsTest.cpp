@@ -294,6 +294,56 @@ TEST(Glasses, showWhatWasDrawnAndSayWhenItChanges) {
     EXPECT_EQ(changes, 2);
 }
 
+TEST(Glasses, showWhatMovesAsItIsAtEachMoment) {
+    Phone phone;
+    phone.open();
+    // Two pictures of 2 x 2 pixels, one transparent and one of level 3, in turn.
+    const Bytes head = {8, 8, 0x40, 0, 0, 0, 0, 0, 0, 0x40, 0, 0xff, 0, 0x80, 0, 0xff, 0, 0xc0, 0, 0xff};
+    const auto picture = [&](std::uint8_t row) {
+        auto file = head;
+        file.insert(file.end(), 2, row);
+        return file;
+    };
+    const auto object = [](const std::string& key, Value value) {
+        return whole(message("lvgl_obj", entry(key, std::move(value))));
+    };
+    phone.write(whole(control("app", canvasLayout)));
+    phone.write(object("image", list(0, 1, 0, 0, false, picture(0x00))));
+    phone.write(object("image", list(1, 1, 0, 0, false, picture(0xf0))));
+    phone.write(object("animate", list(0, 600'000, 1, 0, 0, list(0, 1), true)));
+    phone.write(object("flush", {}));
+    phone.settle();
+    EXPECT_TRUE(phone.glasses->frame().isDark());
+    EXPECT_TRUE(phone.glasses->nextFrameChange().has_value());
+    phone.world.advance(std::chrono::minutes(7));
+    Frame expected;
+    expected.fill(0, 0, 2, 2, 3);
+    EXPECT_EQ(phone.glasses->frame(), expected);
+    phone.world.advance(std::chrono::minutes(5));
+    EXPECT_TRUE(phone.glasses->frame().isDark());
+    EXPECT_EQ(phone.glasses->errorCount(), 0U);
+}
+
+TEST(Glasses, showTheirBatteryInTheStatusBar) {
+    Phone phone({.batteryLevel = 0});
+    phone.open();
+    int changes = 0;
+    phone.write(whole(control("app", 1)));
+    phone.settle();
+    phone.glasses->setFrameObserver([&] { ++changes; });
+    const auto empty = phone.glasses->frame();
+    EXPECT_FALSE(empty.isDark());
+    phone.glasses->setBattery(100, false);
+    phone.settle();
+    EXPECT_NE(phone.glasses->frame(), empty);
+    EXPECT_EQ(changes, 1);
+    phone.write(whole(control("app", canvasLayout)));
+    phone.settle();
+    phone.glasses->setBattery(50, false);
+    phone.settle();
+    EXPECT_EQ(changes, 2) << "the canvas has no status bar";
+}
+
 TEST(Glasses, timeOutTheirDisplay) {
     Phone phone;
     phone.open();

@@ -270,6 +270,46 @@ TEST(StatusBar, drawsEveryMinuteAndBatteryLevelDifferently) {
     }
 }
 
+/// The strokes that are lit of the character whose left edge is at x, from the top: top, upper left, upper right,
+/// middle, lower left, lower right, bottom.
+std::string strokes(const Frame& frame, int x) {
+    std::string lit;
+    for (const auto& [dx, y] : {std::pair{7, 15}, std::pair{1, 20}, std::pair{12, 20}, std::pair{7, 25},
+                                std::pair{1, 32}, std::pair{12, 32}, std::pair{7, 36}}) {
+        lit += frame.at(x + dx, y) == StatusBar::level ? '1' : '0';
+    }
+    return lit;
+}
+
+TEST(StatusBar, drawsHoursAndMinutesInSevenStrokesADigit) {
+    const std::array<std::string, 10> digits = {"1110111", "0010010", "1011101", "1011011", "0111010",
+                                                "1101011", "1101111", "1010010", "1111111", "1111011"};
+    const std::array<int, 4> positions = {20, 40, 70, 90};
+    for (const std::string shown : {"0123", "4567", "8901", "2345"}) {
+        const auto frame = bar("20260101T" + shown + "59");
+        for (std::size_t i = 0; i < positions.size(); ++i) {
+            EXPECT_EQ(strokes(frame, positions.at(i)), digits.at(static_cast<std::size_t>(shown[i] - '0'))) << shown;
+        }
+        EXPECT_EQ(frame.at(61, 21), StatusBar::level) << "the colon's upper dot";
+        EXPECT_EQ(frame.at(61, 26), 0);
+        EXPECT_EQ(frame.at(61, 30), StatusBar::level) << "the colon's lower dot";
+    }
+}
+
+TEST(StatusBar, fillsTheBatteryByItsLevelAndCrossesItWhenItCharges) {
+    // The room within the outline begins at 580 and is 36 pixels wide.
+    for (const auto& [level, pixels] : {std::pair{0, 0}, std::pair{50, 18}, std::pair{99, 35}, std::pair{100, 36}}) {
+        const auto frame = bar("20260101T111100", level);
+        EXPECT_EQ(frame.at(576, 26), StatusBar::level);
+        EXPECT_EQ(frame.at(578, 26), 0);
+        for (int x = 0; x < 36; ++x) {
+            EXPECT_EQ(frame.at(580 + x, 26), x < pixels ? StatusBar::level : 0) << level << " percent at " << x;
+        }
+    }
+    EXPECT_EQ(bar("20260101T111100", 50, true).at(562, 26), StatusBar::level);
+    EXPECT_EQ(bar("20260101T111100", 50, false).at(562, 26), 0);
+}
+
 TEST(StatusBar, staysWithinItsRows) {
     auto frame = bar("20260101T085800", 100, true);
     frame.fill(0, 0, 640, StatusBar::height, 0);

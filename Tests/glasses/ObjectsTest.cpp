@@ -65,8 +65,8 @@ Bytes picture(int width, int height, int index) {
                   0xC0,
                   0,
                   0xFF};
-    file.insert(file.end(), static_cast<std::size_t>((width + 3) / 4 * height),
-                static_cast<std::uint8_t>(index * 0x55));
+    const int pixels = (width + 3) / 4 * height;
+    file.insert(file.end(), static_cast<std::size_t>(pixels), static_cast<std::uint8_t>(index * 0x55));
     return file;
 }
 

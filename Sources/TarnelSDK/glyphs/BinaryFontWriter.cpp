@@ -15,6 +15,9 @@ constexpr std::size_t maximumGlyphs = 65'534;
 constexpr std::size_t maximumGlyphBytes = 1 << 20;
 /// The count has 9 bits in the loader.
 constexpr std::size_t maximumSubtables = 511;
+/// The glasses refuse messages of more than 10,000 bytes. A font that leaves less than this for the labels is made as
+/// short as it can be.
+constexpr std::size_t comfortableBytes = 9'000;
 constexpr int maximumRange = 65'535;
 constexpr std::size_t sectionHeaderBytes = 8;
 constexpr std::size_t cmapHeaderBytes = 12;
@@ -168,10 +171,20 @@ Bytes sparseCmap(std::span<const char32_t> codePoints) {
     return cmap.take();
 }
 
-Bytes makeCmap(std::span<const char32_t> codePoints) {
+/// `otherBytes` is the length of the other sections.
+Bytes makeCmap(std::span<const char32_t> codePoints, std::size_t otherBytes) {
     const auto runs = runsOf(codePoints);
     const auto guards = guardsOf(runs);
-    return runs.size() + guards.size() <= maximumSubtables ? tinyCmap(runs, guards) : sparseCmap(codePoints);
+    if (runs.size() + guards.size() > maximumSubtables) {
+        return sparseCmap(codePoints);
+    }
+    Bytes cmap = tinyCmap(runs, guards);
+    if (otherBytes + cmap.size() > comfortableBytes) {
+        if (Bytes shorter = sparseCmap(codePoints); shorter.size() < cmap.size()) {
+            return shorter;
+        }
+    }
+    return cmap;
 }
 
 using Glyphs = std::map<char32_t, BinaryFontGlyph>;
@@ -338,7 +351,7 @@ std::variant<Bytes, BinaryFontError> writeBinaryFont(const BinaryFontMetrics& me
 
     Writer font;
     addHead(font, head);
-    font.add(makeCmap(codePoints));
+    font.add(makeCmap(codePoints, headBytes + loca.size() + sectionHeaderBytes + records.size()));
     font.add(loca);
     beginSection(font, sectionHeaderBytes + records.size(), "glyf");
     font.add(records.bytes());

@@ -1,0 +1,191 @@
+#include "DemoCommand.hpp"
+
+#include "Animation.hpp"
+#include "Failure.hpp"
+#include "Files.hpp"
+#include "Frames.hpp"
+#include "JSON.hpp"
+#include "Pictures.hpp"
+#include "Shown.hpp"
+
+#include <TarnelSDK/display/Canvas.hpp>
+#include <TarnelSDK/glyphs/Font.hpp>
+#include <TarnelSDK/images/Dither.hpp>
+#include <TarnelSDK/images/UIImage+Extension.hpp>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+
+namespace tarnel::command {
+namespace {
+
+using std::chrono::milliseconds;
+
+/// Where the photograph lies, and what is drawn over it.
+constexpr Rect photographArea{232, 12, 396, 297};
+constexpr Rect captionArea{248, 245, 364, 52};
+
+/// The height of the labels' letters, and from one label to the next, in pixels.
+constexpr int labelSize = 26;
+constexpr int labelStep = 63;
+
+struct Label {
+    const char* text;
+    Color color;
+};
+
+constexpr std::array<Label, 6> labels{{
+    {"Grüße, Zoë!", Color::white},
+    {"Привет!", Color::mid},
+    {"Γειά σου!", Color::white},
+    {"你好，世界", Color::mid},
+    {"こんにちは", Color::white},
+    {"안녕하세요", Color::mid},
+}};
+
+constexpr const char* ticker = "Text in any script 😀 👍 ☕ The glasses hold no fonts: what they draw is sent.   ";
+
+std::string photographFile() {
+    for (const char* file : {TARNEL_DEMO_PICTURE, TARNEL_INSTALLED_DEMO_PICTURE}) {
+        std::error_code error;
+        if (std::filesystem::is_regular_file(file, error)) {
+            return file;
+        }
+    }
+    throw Failure("the photograph that comes along is not there; name a picture: tarnel demo PICTURE");
+}
+
+/// The picture as large as fits into the area, from its upper left corner.
+Image fitted(const Image& picture, const Rect& area) {
+    return ditherToLevels(resize(picture, {area.width, area.height}, true));
+}
+
+void drawBackground(Canvas& canvas, const Image& picture) {
+    const Image photograph = fitted(picture, photographArea);
+    const Rect& area = photographArea;
+    canvas.clearBackground();
+    canvas.drawRect({.x = area.x - 4,
+                     .y = area.y - 4,
+                     .width = photograph.width() + 8,
+                     .height = photograph.height() + 8,
+                     .cornerRadius = 6,
+                     .borderWidth = 2,
+                     .borderColor = Color::mid});
+    canvas.drawBackground(photograph, area.x, area.y, false);
+
+    const Rect& caption = captionArea;
+    canvas.drawRect({.x = caption.x,
+                     .y = caption.y,
+                     .width = caption.width,
+                     .height = caption.height,
+                     .cornerRadius = 14,
+                     .borderWidth = 2,
+                     .borderColor = Color::white,
+                     .fillColor = Color::black,
+                     .corners = {.topRight = false, .bottomLeft = false}});
+    AttributedString text;
+    text.append("Tarnel", {Font::system(30, FontWeight::bold), UIColor::gray(1)});
+    text.append("SDK ", {Font::system(30), UIColor::gray(1)});
+    text.append("on the air", {Font::system(20), UIColor::gray(0.5)});
+    canvas.drawStaticText(text, caption.x + 14, caption.y + 6);
+    canvas.drawLine({.x1 = 12.0, .y1 = 418, .x2 = 627, .y2 = 418, .lineWidth = 2, .color = Color::dim});
+    for (const double x : {560.0, 580.0, 600.0}) {
+        canvas.drawLine({.x1 = x - 8, .y1 = 286, .x2 = x + 8, .y2 = 256, .lineWidth = 3, .color = Color::white});
+    }
+}
+
+/// A ring that beats: two of its states.
+std::array<Image, 2> heartbeat() {
+    const auto ring = [](int size, std::uint8_t gray, std::uint8_t core) {
+        constexpr Rect area{0, 0, 64, 64};
+        const int at = (area.width - size) / 2;
+        const auto drawn = drawShape(RoundedRectangle{.rect = {at, at, size, size},
+                                                      .cornerRadius = size / 2.0,
+                                                      .borderWidth = 5,
+                                                      .borderGray = gray,
+                                                      .fillGray = core},
+                                     area);
+        return drawn->image;
+    };
+    return {ring(40, 255, 64), ring(60, 128, 0)};
+}
+
+void drawObjects(Tarnel& device, const Image& picture) {
+    Canvas& canvas = device.canvas;
+    device.glypher.setFontSize(labelSize);
+    for (std::size_t i = 0; i < labels.size(); ++i) {
+        canvas.createText(
+            labels[i].text,
+            {.textColor = labels[i].color, .xOffset = 16, .yOffset = 12 + labelStep * static_cast<int>(i)});
+    }
+    canvas.createText(
+        ticker,
+        {.anchor = Anchor::bottomCenter, .yOffset = -14, .width = 600, .wrapMode = TextWrapMode::scrollCircular});
+    const Image round = roundedCorners(fitted(picture, {0, 0, 102, 76}), 38);
+    canvas.createImage(round, {.anchor = Anchor::topLeft, .xOffset = 526, .yOffset = 328});
+    const auto frames = heartbeat();
+    canvas.createAnimation(frames, {.anchor = Anchor::topLeft, .xOffset = 446, .yOffset = 334, .duration = 800});
+}
+
+std::string report(const DemoOptions& options, const Transfer& transfer, const Outputs& outputs) {
+    if (!options.asJSON) {
+        return "Shown: " + description(transfer) + "\n";
+    }
+    JSON::Object object;
+    append(object, transfer, outputs);
+    object.emplace_back("animation", outputs.animation ? JSON(*outputs.animation) : JSON());
+    return text(object) + "\n";
+}
+
+/// What the display shows in the time to come.
+std::vector<TimedFrame> record(Simulation& simulation, double seconds) {
+    // LVGL moves what it shows every 30 ms; every second of these steps is smooth enough.
+    constexpr milliseconds step{60};
+    std::vector<TimedFrame> frames;
+    const auto end =
+        simulation.now() + std::chrono::duration_cast<platform::Duration>(std::chrono::duration<double>(seconds));
+    while (simulation.now() < end) {
+        auto frame = simulation.glasses().frame();
+        if (!frames.empty() && frames.back().frame == frame) {
+            frames.back().duration += step;
+        } else {
+            frames.push_back({std::move(frame), step});
+        }
+        simulation.advance(step);
+    }
+    return frames;
+}
+
+} // namespace
+
+void demo(const DemoOptions& options) {
+    const Outputs outputs{options.frame, options.simulation.trace, options.asJSON, options.animation};
+    if (!options.frame && !options.animation && !options.simulation.trace) {
+        throw UsageError(
+            "give --frame FILE, --animation FILE or --trace FILE: simulated glasses are seen in no other way");
+    }
+    requireUsable(outputs);
+    reserveStandardOutput();
+    const auto frame = options.frame ? std::optional<OutputFile>(*options.frame) : std::nullopt;
+    const auto animation = options.animation ? std::optional<OutputFile>(*options.animation) : std::nullopt;
+    const Image picture = readPicture(options.picture ? *options.picture : photographFile());
+
+    Simulation simulation(options.simulation);
+    simulation.link();
+    const Transfer transferred = transfer(simulation, Layout::canvas, [&](Tarnel& device) {
+        drawBackground(device.canvas, picture);
+        drawObjects(device, picture);
+        device.canvas.commit();
+    });
+    simulation.requireTrace();
+    if (frame) {
+        frame->store(pngOf(imageOf(simulation.glasses().frame())));
+    }
+    if (animation) {
+        animation->store(gifOf(record(simulation, options.seconds)));
+    }
+    writeSummary(report(options, transferred, outputs), outputs);
+}
+
+} // namespace tarnel::command
