@@ -167,7 +167,7 @@ TEST_F(DrawingOperations, TextsOfTheOtherLayoutsAreShown) {
           op("sendText", {{"text", "Grüße"}})});
     EXPECT_GT(litBetween(300, 480), 2 * lit);
     play({layout("textBottomCenterAlign"),
-          op("setCustomFontForAllText", {{"font", "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"}}),
+          op("setCustomFontForAllText", {{"font", "/usr/share/fonts/truetype/noto/NotoSerif-Regular.ttf"}}),
           op("sendText", {{"text", "Grüße"}})});
     EXPECT_NE(litBetween(300, 480), lit);
     play({layout("navigation"), op("sendTextAndImage", {{"text", "left"}, {"image", square("icon.png", 32, 255)}})});

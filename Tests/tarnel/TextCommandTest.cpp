@@ -101,7 +101,7 @@ TEST_F(TextCommand, DrawsLargerLettersWithALargerSize) {
 
 TEST_F(TextCommand, TakesTheFontThatItIsTold) {
     const int usual = ink({"Wagen"}).count;
-    EXPECT_NE(ink({"Wagen", "--font", "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"}).count, usual);
+    EXPECT_NE(ink({"Wagen", "--font", "/usr/share/fonts/truetype/noto/NotoSerif-Regular.ttf"}).count, usual);
     const auto refused = show({"Wagen", "--font", "No Such Family"});
     EXPECT_EQ(refused.status, 1);
     EXPECT_THAT(refused.error, HasSubstr("no font family \"No Such Family\" is installed"));
