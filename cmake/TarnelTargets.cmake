@@ -65,7 +65,7 @@ function(tarnel_test name)
     cmake_parse_arguments(test "THREADS" "" "SOURCES;LINKS" ${ARGN})
     add_executable(test_${name} ${test_SOURCES})
     # What is tested is optimised, the tests are not: they are compiled far more often than their speed is felt.
-    target_compile_options(test_${name} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O0>)
+    target_compile_options(test_${name} PRIVATE -O0)
     target_link_libraries(test_${name} PRIVATE tarnel_options ${test_LINKS} GTest::gmock GTest::gtest_main)
     target_include_directories(test_${name} PRIVATE "${PROJECT_SOURCE_DIR}/Tests")
     target_compile_definitions(test_${name} PRIVATE TARNEL_TEST_DATA="${PROJECT_SOURCE_DIR}/Tests/Data")
