@@ -1,6 +1,7 @@
 #include <TarnelGlasses/Arguments.hpp>
 #include <TarnelGlasses/ObjectCommands.hpp>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <string_view>
@@ -23,9 +24,10 @@ LvglAnchor requireAnchor(const Value& value) {
     return static_cast<LvglAnchor>(requireInteger(value, 1, 9));
 }
 
-/// LVGL's coordinates have 16 bits.
+/// LVGL's coordinates have 16 bits; what lies further away is off the display all the same.
 int requireOffset(const Value& value) {
-    return static_cast<int>(requireInteger(value, INT16_MIN, INT16_MAX));
+    return static_cast<int>(
+        std::clamp<std::int64_t>(requireInteger(value, INT32_MIN, INT32_MAX), INT16_MIN, INT16_MAX));
 }
 
 /// A width or height; a negative one is that of the content.
@@ -91,11 +93,15 @@ private:
         label.isVisible = requireBool(elements[6]);
         label.options.text = requireText(elements[7]);
         if (elements.size() == sizedLabel) {
-            constexpr std::int64_t defaultMode = -1;
-            label.options.width = requireSize(elements[8]);
-            label.options.height = requireSize(elements[9]);
-            const auto mode = requireInteger(elements[10], defaultMode, 4);
-            label.options.longMode = mode == defaultMode ? LvglLongMode::wrap : static_cast<LvglLongMode>(mode);
+            const auto width = requireSize(elements[8]);
+            const auto height = requireSize(elements[9]);
+            constexpr std::int64_t asLargeAsItsText = -1;
+            const auto mode = requireInteger(elements[10], asLargeAsItsText, 4);
+            if (mode != asLargeAsItsText) {
+                label.options.width = width;
+                label.options.height = height;
+                label.options.longMode = static_cast<LvglLongMode>(mode);
+            }
         }
         add([id, label](ObjectLayer& objects) { objects.setLabel(id, label); });
     }

@@ -323,13 +323,13 @@ void addLabelOptions(CLI::App* command, const std::shared_ptr<TextOptions>& opti
                              "How its lines stand in it (default auto)")
         ->group(labelGroup);
     addChoice<TextWrapMode>(command, "--wrap", wrapModeNames, set(&TextArguments::wrapMode),
-                            "What happens to text that is wider (default default)")
+                            "What happens to text that is wider (default wrap)")
         ->group(labelGroup);
     for (const auto& [name, field] :
          {std::pair("--width", &TextArguments::width), std::pair("--height", &TextArguments::height)}) {
         command
             ->add_option_function<int>(name, set(field),
-                                       "In pixels, -1 as the text needs (default); with --wrap other than default")
+                                       "In pixels, -1 as the text needs, up to the display's (default)")
             ->type_name("N")
             ->check(CLI::Range(-1, farthestOffset).description(""))
             ->group(labelGroup);

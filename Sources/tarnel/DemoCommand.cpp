@@ -6,6 +6,7 @@
 #include "Frames.hpp"
 #include "JSON.hpp"
 #include "Pictures.hpp"
+#include "Resources.hpp"
 #include "Shown.hpp"
 
 #include <TarnelSDK/display/Canvas.hpp>
@@ -15,6 +16,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <filesystem>
 
 namespace tarnel::command {
@@ -47,11 +49,11 @@ constexpr std::array<Label, 6> labels{{
 constexpr const char* ticker = "Text in any script 😀 👍 ☕ The glasses hold no fonts: what they draw is sent.   ";
 
 std::string photographFile() {
-    for (const char* file : {TARNEL_DEMO_PICTURE, TARNEL_INSTALLED_DEMO_PICTURE}) {
-        std::error_code error;
-        if (std::filesystem::is_regular_file(file, error)) {
-            return file;
-        }
+    const auto installed = installedResources();
+    const std::filesystem::path file = installed ? *installed / "photograph.jpg" : TARNEL_DEMO_PICTURE;
+    std::error_code error;
+    if (std::filesystem::is_regular_file(file, error)) {
+        return file.string();
     }
     throw Failure("the photograph that comes along is not there; name a picture: tarnel demo PICTURE");
 }
@@ -166,6 +168,9 @@ void demo(const DemoOptions& options) {
             "give --frame FILE, --animation FILE or --trace FILE: simulated glasses are seen in no other way");
     }
     requireUsable(outputs);
+    if (!std::isfinite(options.seconds)) {
+        throw UsageError("--seconds takes a number of 0.1 to 60");
+    }
     reserveStandardOutput();
     const auto frame = options.frame ? std::optional<OutputFile>(*options.frame) : std::nullopt;
     const auto animation = options.animation ? std::optional<OutputFile>(*options.animation) : std::nullopt;

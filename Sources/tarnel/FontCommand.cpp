@@ -3,6 +3,7 @@
 #include "Failure.hpp"
 #include "Files.hpp"
 #include "JSON.hpp"
+#include "Resources.hpp"
 #include "Text.hpp"
 
 #include <TarnelGlasses/SimulatedWorld.hpp>
@@ -210,6 +211,7 @@ void makeFont(const FontOptions& options) {
     const std::string string = textOf(options);
     const OutputFile output(options.output);
     glasses::SimulatedWorld world;
+    world.application().setResourceDirectory(installedResources());
     const std::string locale = options.locale.value_or(environmentLocale());
     world.application().setLocale(locale);
     Glypher glypher;

@@ -9,7 +9,9 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <map>
+#include <system_error>
 #include <utility>
 
 namespace tarnel::command {
@@ -26,13 +28,15 @@ double seconds(platform::Duration time) {
 
 void requireUsable(const Outputs& outputs) {
     std::map<std::string, std::string> optionOf;
+    std::error_code error;
     int toStandardOutput = outputs.asJSON ? 1 : 0;
     for (const auto& [option, file] : {std::pair{"--frame", outputs.frame}, std::pair{"--animation", outputs.animation},
                                        std::pair{"--trace", outputs.trace}}) {
         if (file == "-") {
             ++toStandardOutput;
         } else if (file) {
-            const auto [other, isNew] = optionOf.emplace(*file, option);
+            const auto [other, isNew] =
+                optionOf.emplace(std::filesystem::weakly_canonical(*file, error).string(), option);
             if (!isNew) {
                 throw UsageError(other->second + " and " + option + " take different files");
             }

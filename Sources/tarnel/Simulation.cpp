@@ -1,6 +1,7 @@
 #include "Simulation.hpp"
 
 #include "Failure.hpp"
+#include "Resources.hpp"
 #include "Text.hpp"
 
 #include <TarnelSDK/manager/TarnelManager.hpp>
@@ -41,6 +42,7 @@ Simulation::Simulation(const SimulationOptions& options) {
     world.link = options.link;
     world.bundleIdentifier = "tarnel.command";
     world_ = std::make_unique<glasses::SimulatedWorld>(world);
+    world_->application().setResourceDirectory(installedResources());
     glasses_ = world_->addGlasses(options.glasses);
     glasses_->setTrace([this](const glasses::GattTraceEvent& event) { observe(event); });
     TarnelManager::shared();

@@ -7,6 +7,7 @@
 #include "Frames.hpp"
 #include "Pictures.hpp"
 #include "Shown.hpp"
+#include "Text.hpp"
 
 #include <TarnelSDK/display/Canvas.hpp>
 #include <TarnelSDK/foundation/UTF8.hpp>
@@ -43,14 +44,37 @@ void requireFont(Tarnel& device, const std::string& text, const std::string& loc
     const bool isBlank = std::all_of(text.begin(), text.end(), [](char character) {
         return std::string_view(" \t\n\r").find(character) != std::string_view::npos;
     });
-    if (!isBlank && !device.glypher.toBinFont(text, locale)) {
+    const auto font = isBlank ? std::nullopt : device.glypher.toBinFont(text, locale);
+    if (!isBlank && !font) {
         throw Failure("no font has the characters of the text; install one that does or give it with --font");
     }
+    constexpr std::size_t restOfTheMessage = 100;
+    const std::size_t size = text.size() + (font ? font->size() : 0) + restOfTheMessage;
+    if (size > DisplayDevice::MAX_PAYLOAD_SIZE) {
+        throw Failure("the text and its font take " + grouped(size) + " bytes, and the glasses take " +
+                      grouped(DisplayDevice::MAX_PAYLOAD_SIZE) +
+                      "; show less text, fewer different characters or a smaller --size");
+    }
+}
+
+/// A text that is wider than the display is wrapped, unless something else was said.
+TextArguments labelOf(const TextOptions& options, const std::string& text) {
+    constexpr int margin = 20;
+    TextArguments label = options.label;
+    if (label.wrapMode == TextWrapMode::default_) {
+        if (label.width < 0 && TextProperties{.text = text}.estimatedSize().width > Canvas::WIDTH - 2 * margin) {
+            label.width = Canvas::WIDTH - 2 * margin;
+        }
+        if (label.width >= 0) {
+            label.wrapMode = TextWrapMode::wrap;
+        }
+    }
+    return label;
 }
 
 void drawText(Tarnel& device, const TextOptions& options, const std::string& text) {
     if (options.layout == Layout::canvas) {
-        device.canvas.createText(text, options.label);
+        device.canvas.createText(text, labelOf(options, text));
         device.canvas.commit();
     } else {
         device.sendText(text);

@@ -183,6 +183,11 @@ TEST_F(CanvasObjectsTest, LeavesFramesOutThatCannotBeSent) {
     EXPECT_THAT(numbers(*argument("lvgl_obj", "animate", 2)[5]), ElementsAre(0, 1));
 }
 
+TEST_F(CanvasObjectsTest, AnAnimationNoneOfWhoseFramesCanBeSentIsNone) {
+    EXPECT_FALSE(canvas.createAnimation(std::vector{Image(), gray(400, 400)}, {}));
+    EXPECT_THAT(device->messages, IsEmpty());
+}
+
 TEST_F(CanvasObjectsTest, MovesTheFirstFrameOfTheAnimationInTheMirror) {
     canvas.createAnimation(std::vector{gray(4, 2, 0xFF), gray(4, 2, 0x40)}, {});
     canvas.moveAnimation(50, 60);

@@ -203,6 +203,30 @@ TEST_F(CanvasTextTest, TellsTheLogOfLabelsThatTheGlassesWillRefuseAndSendsThem) 
     EXPECT_THAT(lines[0], HasSubstr("Canvas:"));
 }
 
+TEST_F(CanvasTextTest, AFontThatDoesNotFitInTheMessageIsLeftOut) {
+    canvas.createText("a", {});
+    std::string scattered;
+    for (int i = 0; i < 300; ++i) {
+        scattered +=
+            {static_cast<char>(0xE4 + i / 100), static_cast<char>(0xB8 + i % 7), static_cast<char>(0x80 + i % 61)};
+    }
+    canvas.createText(scattered, {});
+    EXPECT_THAT(committed(), SizeIs(3)) << "two labels and the flush";
+    EXPECT_LT(device->sizes.back(), 10000u);
+    canvas.removeText(1);
+    canvas.updateText("b", 0);
+    EXPECT_EQ(committed().at(1), font("b"));
+}
+
+TEST_F(CanvasTextTest, TextThatNoMessageHasRoomForIsRefused) {
+    EXPECT_EQ(canvas.createText(std::string(10'000, 'a'), {}), std::nullopt);
+    canvas.commit();
+    EXPECT_THAT(device->messages, IsEmpty());
+    EXPECT_EQ(canvas.createText("short", {}), 0);
+    canvas.updateText(std::string(10'000, 'a'), 0);
+    EXPECT_EQ(committed().at(1), font("short"));
+}
+
 TEST_F(CanvasTextTest, DrawsLabelsInTheMirrorAtTheCommitAndNotBefore) {
     canvas.createText("Wagen", {.textColor = Color::dim, .xOffset = 100, .yOffset = 50});
     expectMirrorIsBlack();

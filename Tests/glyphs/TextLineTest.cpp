@@ -154,9 +154,9 @@ TEST(TextLine, IllFormedTextShowsReplacementCharacters) {
     EXPECT_DOUBLE_EQ(lineOf("a\xFFz").width(), lineOf("a\uFFFDz").width());
 }
 
-TEST(TextLine, IsCutAtEightThousandPixels) {
+TEST(TextLine, IsCutAtFourThousandPixels) {
     const auto drawn = lineOf(std::string(2000, 'W'), 96).draw();
-    EXPECT_EQ(drawn.image.width(), 8192);
+    EXPECT_EQ(drawn.image.width(), 4096);
 }
 
 TEST(TextImage, OfNothingIsEmpty) {

@@ -118,6 +118,9 @@ TEST_F(DemoCommand, SaysWhatIsWrongWithItsArguments) {
     EXPECT_THAT(both.error, HasSubstr("standard output takes one"));
     const auto same = runTarnel({"demo", "--simulated", "--frame", frame, "--animation", frame});
     EXPECT_EQ(same.status, 2);
+    const auto alias = runTarnel({"demo", "--simulated", "--frame", frame, "--animation", folder / "./scene.png"});
+    EXPECT_EQ(alias.status, 2);
+    EXPECT_EQ(runTarnel({"demo", "--simulated", "--animation", animation, "--seconds", "nan"}).status, 2);
     const auto missing = runTarnel({"demo", folder / "none.png", "--simulated", "--frame", frame});
     EXPECT_EQ(missing.status, 1);
     EXPECT_THAT(missing.error, HasSubstr("none.png"));

@@ -193,7 +193,7 @@ json argumentFor(const json& parameter, std::mt19937& random, const TemporaryFol
         return odd[below(10)];
     }
     if (is == "a list of files") {
-        return json(below(5), folder / "picture.png");
+        return json(std::size_t{random() % 5}, folder / "picture.png");
     }
     if (parameter.contains("choices")) {
         const bool isList = is.starts_with("a list");

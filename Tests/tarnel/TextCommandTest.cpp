@@ -131,12 +131,20 @@ TEST_F(TextCommand, TextThatIsNoTextIsAFailure) {
     EXPECT_FALSE(std::filesystem::exists(frame));
 }
 
-TEST_F(TextCommand, TextThatDoesNotFitInAMessageIsAFailureOfTheGlasses) {
+TEST_F(TextCommand, TextThatDoesNotFitInAMessageIsAFailureThatSaysWhatToDo) {
     for (const std::string layout : {"canvas", "left"}) {
         const auto result = show({"-", "--layout", layout}, std::string(12'000, 'a'));
         EXPECT_EQ(result.status, 1);
-        EXPECT_THAT(result.error, StartsWith("tarnel: the glasses refused it"));
+        EXPECT_THAT(result.error, StartsWith("tarnel: the text and its font take 12,"));
     }
+}
+
+TEST_F(TextCommand, TextWiderThanTheDisplayIsWrapped) {
+    ASSERT_EQ(show({"one two three four five six seven eight nine ten eleven twelve thirteen"}).status, 0);
+    const auto wrapped = inkOfFrame();
+    EXPECT_GE(wrapped.left, 20);
+    EXPECT_LE(wrapped.right, 620);
+    EXPECT_GT(wrapped.bottom - wrapped.top, 40);
 }
 
 TEST_F(TextCommand, DescribesWhatItDidInJSON) {

@@ -65,13 +65,13 @@ public:
     /// for `createImage`, and there is such an object.
     bool updateImage(const Image& image, int id) override;
 
-    /// Offsets from the object's anchor.
+    /// Offsets from the object's anchor; negative ones cannot be sent and are programming errors.
     void moveImage(int id, int x, int y) override;
     void setImageVisible(int id, bool visible) override;
     void removeImage(int id) override;
 
     /// Makes the animation. Each frame takes an image slot, so of more than three the earliest are lost. Gives whether
-    /// the glasses are connected. REQUIRES: at least one frame.
+    /// the glasses are connected and took a frame. REQUIRES: at least one frame.
     bool createAnimation(std::span<const Image> images, const AnimationArguments& arguments) override;
     void moveAnimation(int x, int y) override;
     void setAnimationVisible(bool visible) override;
@@ -103,8 +103,9 @@ public:
     void clear(bool shouldClearBackground) override;
 
     /// Shows everything drawn since the last commit. When a label is new or changed, all labels go out again, with a
-    /// font for all their characters, as one message. The glasses refuse it when it is longer than 10,000 bytes, which
-    /// is logged: several hundred different characters at the usual size.
+    /// font for all their characters, as one message of at most 10,000 bytes: some 110 different Han characters at the
+    /// usual size. A font that does not fit is left out, which is logged, and the glasses then draw what the one before
+    /// has. A change of font or size does not reach labels that are shown before one of them changes.
     void commit() override;
 
     /// Forgets what was drawn, here and not on the glasses: sends nothing.

@@ -95,6 +95,10 @@ bool Canvas::createAnimation(std::span<const Image> images, const AnimationArgum
             frames.push_back(unsignedValue(*frame));
         }
     }
+    if (frames.empty()) {
+        slotManager_.removeSlot(LVGLType::animation, id);
+        return false;
+    }
     sendCommand(objectLayer, "animate",
                 MessagePackValue::array({
                     unsignedValue(id),

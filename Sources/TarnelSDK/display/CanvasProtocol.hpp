@@ -25,7 +25,7 @@ struct AnimationArguments {
     Anchor anchor = Anchor::topLeft;
     int xOffset = 0;
     int yOffset = 0;
-    unsigned duration = 1000; ///< of all frames, in the firmware's unit
+    unsigned duration = 1000; ///< of one round of all frames, in milliseconds
     bool visible = true;
 };
 

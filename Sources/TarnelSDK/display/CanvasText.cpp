@@ -7,6 +7,7 @@
 #include <TarnelSDK/messagepack/Pack.hpp>
 #include <TarnelSDK/platform/Platform.hpp>
 
+#include <string_view>
 #include <utility>
 
 /// The labels.
@@ -34,6 +35,25 @@ MessagePackValue labelMap(const LVGLSlotManager::LVGLObject& object, int id, std
     return command("label", std::move(label));
 }
 
+/// The message of all labels, with the font when there is one.
+Bytes labelsMessage(MessagePackValue::Array commands, const std::optional<Bytes>& font) {
+    if (font) {
+        commands.push_back(command("font", *font));
+    }
+    commands.push_back(command("flush", nullptr));
+    return pack(command(objectLayer, std::move(commands)));
+}
+
+/// Whether no message has room for the text; the log is told.
+bool isTooLong(const std::string& text, std::string_view operation) {
+    if (text.size() < DisplayDevice::MAX_PAYLOAD_SIZE) {
+        return false;
+    }
+    log("A label of " + std::to_string(text.size()) + " bytes fits in no message. Show less text",
+        {operation, "Canvas"});
+    return true;
+}
+
 /// An extent that stands for the one that the text needs.
 constexpr int measured = -1;
 
@@ -41,6 +61,9 @@ constexpr int measured = -1;
 
 std::optional<int> Canvas::createText(const std::string& text, const TextArguments& arguments) {
     const std::lock_guard lock(mutex_);
+    if (isTooLong(text, "createText")) {
+        return std::nullopt;
+    }
     isTextDirty_ = true;
     const int id = slotManager_.getTextSlot(text, arguments);
     if (id < 0) {
@@ -55,6 +78,9 @@ std::optional<int> Canvas::createText(const std::string& text, const TextArgumen
 
 void Canvas::updateText(const std::string& text, int id) {
     const std::lock_guard lock(mutex_);
+    if (isTooLong(text, "updateText")) {
+        return;
+    }
     isTextDirty_ = true;
     slotManager_.setText(id, text);
     auto* object = slotManager_.getLVGLObject(LVGLType::text, id);
@@ -78,22 +104,22 @@ void Canvas::commitText() {
             commands.push_back(*slot->messagePack);
         }
     }
+    std::optional<Bytes> font;
     if (!characters.empty()) {
         if (isTruncated) {
             characters += '.'; // of the dots that the glasses put where they cut the text
         }
         const auto locale = platform::Platform::current().services().application->locale();
-        if (auto font = device->displayGlypher().toBinFont(characters, locale)) {
-            commands.push_back(command("font", *std::move(font)));
-        }
+        font = device->displayGlypher().toBinFont(characters, locale);
     }
-    commands.push_back(command("flush", nullptr));
-    Bytes message = pack(command(objectLayer, std::move(commands)));
+    Bytes message = labelsMessage(commands, font);
     if (message.size() > DisplayDevice::MAX_PAYLOAD_SIZE) {
         log("The labels and their font take " + std::to_string(message.size()) +
                 " bytes; the glasses refuse more than " + std::to_string(DisplayDevice::MAX_PAYLOAD_SIZE) +
-                ". Show fewer different characters or a smaller font",
+                (font ? ", so the labels go without. Show fewer different characters or a smaller font"
+                      : ". Show less text"),
             {"commit()", "Canvas"});
+        message = labelsMessage(commands, std::nullopt);
     }
     device->sendData(std::move(message), ItemType::longwrite);
     isTextDirty_ = false;

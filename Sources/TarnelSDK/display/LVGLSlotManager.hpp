@@ -38,9 +38,9 @@ struct TextArguments {
     int xOffset = 0;
     int yOffset = 0;
     bool isVisible = true;
-    /// Of the label, in pixels; -1: as the text needs.
+    /// Of the label, in pixels; -1: as the text needs. The glasses are told of both only together with a wrap mode:
+    /// with `default_` a label is always as large as its text.
     int width = -1;
-    /// Likewise; the glasses are told of it only together with a width and a wrap mode other than `default_`.
     int height = -1;
     TextWrapMode wrapMode = TextWrapMode::default_;
 };

@@ -151,13 +151,13 @@ void Glypher::fillChain() {
     }
 }
 
-std::vector<Font> Glypher::chainFor(std::string_view preferredLocale) const {
-    std::vector<Font> fonts;
+Glypher::Chain Glypher::chainFor(std::string_view preferredLocale) const {
     const std::lock_guard lock(mutex_);
+    Chain chain{.fonts = {}, .size = fontSize_};
     for (const auto& entry : chain_) {
-        fonts.push_back(entry.isHan ? withHanFace(entry.font, hanFace(preferredLocale)) : entry.font);
+        chain.fonts.push_back(entry.isHan ? withHanFace(entry.font, hanFace(preferredLocale)) : entry.font);
     }
-    return fonts;
+    return chain;
 }
 
 std::vector<Font> Glypher::fonts() const {
@@ -226,8 +226,9 @@ std::optional<Bytes> Glypher::toBinFont(std::string_view string, std::string_vie
         log("the text has more than 65,534 different characters; use less text", {operation});
         return std::nullopt;
     }
+    const Chain chain = chainFor(preferredLocale);
     std::map<char32_t, BinaryFontGlyph> glyphs;
-    for (const auto& run : createRuns(createAttributedStringForGlyphMaking(string, preferredLocale))) {
+    for (const auto& run : createRuns(attributedString(chain, characters.drawn, preferredLocale))) {
         addGlyphs(glyphs, run);
     }
     for (const char32_t codePoint : characters.invisible) {
@@ -236,9 +237,8 @@ std::optional<Bytes> Glypher::toBinFont(std::string_view string, std::string_vie
     if (glyphs.empty()) {
         return std::nullopt;
     }
-    const auto chain = chainFor(preferredLocale);
-    const auto first = chain.empty() ? Font::system(fontSize()) : chain.front();
-    auto font = writeBinaryFont(first ? metricsOf(*first) : BinaryFontMetrics{rounded(fontSize())}, glyphs);
+    const auto first = chain.fonts.empty() ? Font::system(chain.size) : chain.fonts.front();
+    auto font = writeBinaryFont(first ? metricsOf(*first) : BinaryFontMetrics{rounded(chain.size)}, glyphs);
     if (const auto* error = std::get_if<BinaryFontError>(&font)) {
         log(error->message, {operation});
         return std::nullopt;
@@ -254,16 +254,19 @@ std::optional<Bytes> Glypher::toBinFont(std::string_view string, std::string_vie
 
 AttributedString Glypher::createAttributedStringForGlyphMaking(std::string_view string,
                                                                std::string_view preferredLocale) const {
-    const auto chain = chainFor(preferredLocale);
-    const double size = fontSize();
+    return attributedString(chainFor(preferredLocale), charactersOfText(string).drawn, preferredLocale);
+}
+
+AttributedString Glypher::attributedString(const Chain& chain, std::u32string_view codePoints,
+                                           std::string_view preferredLocale) {
     const std::vector<std::string> languages{std::string(preferredLocale), applicationLocale()};
     const auto fontOf = [&](char32_t codePoint) -> std::optional<Font> {
-        for (const auto& font : chain) {
+        for (const auto& font : chain.fonts) {
             if (font.isGlyphSupported(codePoint)) {
                 return font;
             }
         }
-        return replacementFont(codePoint, languages, size);
+        return replacementFont(codePoint, languages, chain.size);
     };
 
     AttributedString result;
@@ -275,7 +278,7 @@ AttributedString Glypher::createAttributedStringForGlyphMaking(std::string_view 
             part.clear();
         }
     };
-    for (const char32_t codePoint : charactersOfText(string).drawn) {
+    for (const char32_t codePoint : codePoints) {
         auto font = fontOf(codePoint);
         if (font != partFont) {
             finishPart();

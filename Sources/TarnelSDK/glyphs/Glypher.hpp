@@ -74,7 +74,15 @@ private:
         bool isHan = false;
     };
 
-    std::vector<Font> chainFor(std::string_view preferredLocale) const;
+    /// What a font is made with: of one moment.
+    struct Chain {
+        std::vector<Font> fonts;
+        double size = defaultFontSize;
+    };
+
+    Chain chainFor(std::string_view preferredLocale) const;
+    static AttributedString attributedString(const Chain& chain, std::u32string_view codePoints,
+                                             std::string_view preferredLocale);
     /// The lock is held.
     void fillChain();
 

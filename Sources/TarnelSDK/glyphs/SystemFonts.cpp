@@ -107,10 +107,10 @@ std::optional<FontFile> fileOf(FcPattern* pattern) {
     }
     FcPatternGetInteger(pattern, FC_INDEX, 0, &face);
     // A variable font that is no named instance of it is taken as it is by default.
-    constexpr int instanceBits = 16;
-    constexpr int variable = 0x8000;
-    if ((face >> instanceBits) == variable) {
-        face &= (1 << instanceBits) - 1;
+    constexpr unsigned faceMask = 0xFFFF;
+    constexpr unsigned variable = 0x80000000;
+    if ((static_cast<unsigned>(face) & ~faceMask) == variable) {
+        face &= static_cast<int>(faceMask);
     }
     return FontFile{reinterpret_cast<const char*>(file), face};
 }

@@ -12,7 +12,7 @@
 namespace tarnel {
 namespace {
 
-constexpr double largestSide = 8192;
+constexpr double largestSide = 4096;
 
 /// Cut at its line feeds. An empty line keeps the attributes of its end, for its height.
 std::vector<AttributedString> linesOf(const AttributedString& string) {

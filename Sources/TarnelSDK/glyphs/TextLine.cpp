@@ -18,7 +18,9 @@ namespace tarnel {
 namespace {
 
 constexpr double defaultSize = 28;
-constexpr int largestSide = 8192;
+constexpr int largestSide = 4096;
+/// Shaping takes time that grows with the square of a run of marks.
+constexpr std::size_t longestRun = 1024;
 
 /// A code point and how it is drawn.
 struct Character {
@@ -109,6 +111,7 @@ void findScripts(std::vector<Character>& characters) {
 
 void findLevels(std::vector<Character>& characters) {
     std::vector<FriBidiChar> codePoints;
+    codePoints.reserve(characters.size());
     for (const Character& character : characters) {
         codePoints.push_back(character.codePoint);
     }
@@ -141,7 +144,7 @@ std::vector<LevelledRun> shapedRuns(const std::vector<Character>& characters, st
             return other.attributes == first.attributes && other.font == first.font && other.script == first.script &&
                    other.level == first.level;
         };
-        while (end < characters.size() && isSame(characters[end])) {
+        while (end < characters.size() && end - start < longestRun && isSame(characters[end])) {
             ++end;
         }
         if (first.font) {

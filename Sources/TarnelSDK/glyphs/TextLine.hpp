@@ -32,7 +32,7 @@ public:
     };
 
     /// What the line looks like: `rgba8`, smooth, from the highest ascent to the lowest descent and as wide as the line
-    /// leads, more where ink sticks out, and at most 8,192 pixels each way.
+    /// leads, more where ink sticks out, and at most 4,096 pixels each way.
     struct Drawing {
         Image image;
         /// Where the line starts on its baseline, counted from the upper left corner of the image.
