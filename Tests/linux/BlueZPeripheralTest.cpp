@@ -67,7 +67,7 @@ TEST(BlueZPeripheral, tellsWhyARequestIsRefused) {
     for (const auto& [refusal, code] : refusals) {
         const std::string suffix = " with error " + std::to_string(code);
         machine.application->forget();
-        machine.bluez.change(glassesAddress, [&](auto& device) {
+        machine.bluez.change(glassesAddress, [&refusal = refusal](auto& device) {
             device.gatt[0].characteristics[0].refusal = refusal;
             device.gatt[0].characteristics[1].refusal = refusal;
         });

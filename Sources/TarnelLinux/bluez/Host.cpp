@@ -321,10 +321,10 @@ void Host::propertiesChanged(const std::string& path, const std::string& interfa
     if (interface == deviceInterface) {
         deviceChanged(path, changed);
     } else if (interface == adapterInterface) {
+        updateAdapter();
         if (path == adapter_ && valueOf<bool>(changed, "Discovering") == false) {
             discovery_.stopped();
         }
-        updateAdapter();
     } else if (interface == gattCharacteristicInterface) {
         if (const auto value = valueOf<Bytes>(changed, "Value")) {
             for (const auto& user : usersAt(path)) {
