@@ -283,6 +283,22 @@ TEST(BlueZConnection, canBeCancelledWhileTheDaemonConnects) {
     machine.connect();
 }
 
+TEST(BlueZConnection, doesNotLookForDevicesWhileItIsMade) {
+    Machine machine;
+    auto device = glasses();
+    device.holdsConnect = true;
+    machine.bluez.addDevice(device);
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.central->scanForPeripherals(glassesService());
+    ASSERT_TRUE(machine.application->await("found"));
+    EXPECT_TRUE(machine.bluez.isDiscovering());
+    machine.central->connect(machine.known());
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.calls("Connect") == 1; }));
+    EXPECT_FALSE(machine.bluez.isDiscovering()) << "it is stopped before the daemon is asked to connect";
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.isDiscovering(); })) << "and goes on when it takes long";
+    EXPECT_TRUE(machine.central->isScanning());
+}
+
 TEST(BlueZConnection, connectsAgainWhenAskedWhileItDisconnects) {
     Machine machine;
     machine.open();

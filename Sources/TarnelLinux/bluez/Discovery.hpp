@@ -17,6 +17,7 @@ public:
     struct Wish {
         bool isScan = false;
         bool isWait = false;
+        bool isHeldUp = false; ///< the radio is needed for something else
         std::set<UUID> services;
 
         friend bool operator==(const Wish&, const Wish&) = default;
@@ -39,7 +40,9 @@ public:
 private:
     enum class State { off, starting, on, stopping };
 
-    bool isWanted() const { return !adapter_.empty() && (wish_.isScan || (wish_.isWait && isTurn_)); }
+    bool isWanted() const {
+        return !adapter_.empty() && !wish_.isHeldUp && (wish_.isScan || (wish_.isWait && isTurn_));
+    }
     void update();
     void applyFilter();
     void start();

@@ -153,6 +153,7 @@ void Host::setState(CentralState state) {
 void Host::updateDiscovery() {
     Discovery::Wish wish;
     wish.isWait = links_.isWaiting();
+    wish.isHeldUp = links_.needsRadio();
     for (const auto& weak : centrals_) {
         if (const auto central = weak.lock()) {
             central->addWish(wish);

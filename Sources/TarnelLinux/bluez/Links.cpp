@@ -17,6 +17,9 @@ constexpr auto connectPatience = 90s;
 constexpr auto disconnectPatience = 15s;
 /// An attempt that fails at once is not made again before.
 constexpr auto betweenAttempts = 1s;
+/// Controllers do not connect while they look for devices. A device that is there connects within this; one that is not
+/// must not keep others from being found.
+constexpr auto radioPatience = 4s;
 
 bool contains(const std::vector<std::shared_ptr<Peripheral>>& list, const std::shared_ptr<Peripheral>& peripheral) {
     return std::find(list.begin(), list.end(), peripheral) != list.end();
@@ -152,6 +155,7 @@ void Links::attempt(const std::string& address) {
     link.isConnecting = true;
     link.awaitsSighting = false;
     link.lastAttempt = std::chrono::steady_clock::now();
+    takeRadio();
     host_.bus().call(
         *path, deviceInterface, "Connect", nullptr,
         [this, address, generation = generation_](sdbus::MethodReply*, const Failure* failure) {
@@ -162,7 +166,22 @@ void Links::attempt(const std::string& address) {
         connectPatience);
 }
 
+void Links::takeRadio() {
+    host_.loop().cancel(radioTimer_);
+    radioTimer_ = host_.loop().after(radioPatience, [this] { releaseRadio(); });
+    needsRadio_ = true;
+    host_.updateDiscovery();
+}
+
+void Links::releaseRadio() {
+    host_.loop().cancel(std::exchange(radioTimer_, 0));
+    if (std::exchange(needsRadio_, false)) {
+        host_.updateDiscovery();
+    }
+}
+
 void Links::attempted(const std::string& address, const Failure* failure) {
+    releaseRadio();
     const auto found = links_.find(address);
     if (found == links_.end()) {
         return;
@@ -246,6 +265,7 @@ void Links::deviceRemoved(const std::string& address) {
 
 void Links::lostPower() {
     ++generation_;
+    releaseRadio();
     for (auto& [address, link] : std::exchange(links_, {})) {
         for (const auto& peripheral : link.users) {
             peripheral->dropSession();

@@ -29,6 +29,8 @@ public:
 
     /// Whether somebody waits for a device that has to be found first.
     bool isWaiting() const;
+    /// Whether looking for devices would hold up a connection that is being made.
+    bool needsRadio() const { return needsRadio_; }
     bool isUsed(const std::string& address) const;
     std::vector<std::shared_ptr<Peripheral>> users(const std::string& address) const;
 
@@ -62,7 +64,12 @@ private:
     void disconnected(const std::string& address);
 
     Host& host_;
+    void takeRadio();
+    void releaseRadio();
+
     std::map<std::string, Link> links_;
+    bool needsRadio_ = false;
+    EventLoop::Timer radioTimer_ = 0;
     std::uint64_t generation_ = 0;
 };
 
