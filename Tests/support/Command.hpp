@@ -120,6 +120,12 @@ public:
         }
     }
 
+    void kill() {
+        if (identifier_ > 0) {
+            ::kill(identifier_, SIGKILL);
+        }
+    }
+
     /// Waits for the end: the exit status, or 128 and the number of the signal that ended it.
     int wait() {
         int status = 0;

@@ -1,0 +1,27 @@
+#include <TarnelLinux/LinuxApplication.hpp>
+
+#include <utility>
+
+namespace tarnel {
+namespace {
+
+constexpr const char* fallbackLocale = "en-US";
+
+std::string messagesLocale(const Environment& environment) {
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        if (const auto value = environment(name)) {
+            return languageTagOfLocale(*value).value_or(fallbackLocale);
+        }
+    }
+    return fallbackLocale;
+}
+
+} // namespace
+
+LinuxApplication::LinuxApplication(std::optional<std::string> identifier,
+                                   std::optional<std::filesystem::path> resourceDirectory,
+                                   const Environment& environment)
+    : identifier_(std::move(identifier)), documentDirectory_(documentsFolder(environment)),
+      resourceDirectory_(std::move(resourceDirectory)), locale_(messagesLocale(environment)) {}
+
+} // namespace tarnel

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <TarnelSDK/platform/Bluetooth.hpp>
+#include <TarnelSDK/schedulers/ThreadScheduler.hpp>
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tarnel {
+
+class LinuxApplication;
+
+struct LinuxPlatformOptions {
+    /// The application's reverse-domain identifier, e.g. "org.example.reader"; it names the folder of the settings.
+    std::string identifier;
+    std::optional<std::filesystem::path> resourceDirectory = std::nullopt;
+    std::shared_ptr<platform::BluetoothProvider> bluetooth;
+};
+
+/// The platform of a Linux program, installed for as long as this object lives: settings in the user's configuration
+/// folder, the machine's clock and random source, a pool of threads. Made and destroyed on the main thread, outside
+/// every queue; the program drains the main queue through `scheduler`.
+class LinuxPlatform {
+public:
+    /// REQUIRES: no platform is installed; `SQLiteUserDefaults::isDomainName(options.identifier)`.
+    explicit LinuxPlatform(LinuxPlatformOptions options);
+    ~LinuxPlatform();
+    LinuxPlatform(const LinuxPlatform&) = delete;
+    LinuxPlatform& operator=(const LinuxPlatform&) = delete;
+
+    ThreadScheduler& scheduler() { return *scheduler_; }
+    LinuxApplication& application() { return *application_; }
+
+private:
+    const std::shared_ptr<ThreadScheduler> scheduler_;
+    const std::shared_ptr<LinuxApplication> application_;
+};
+
+} // namespace tarnel

@@ -1,0 +1,291 @@
+#include <TarnelLinux/bluez/Bus.hpp>
+#include <TarnelLinux/bluez/Names.hpp>
+
+#include <algorithm>
+#include <utility>
+
+namespace tarnel::bluez {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto firstRetry = 250ms;
+constexpr auto longestRetry = 5000ms;
+
+} // namespace
+
+Bus::Bus(EventLoop& loop, std::optional<std::string> address, Listener& listener)
+    : loop_(loop), address_(std::move(address)), listener_(listener) {}
+
+Bus::~Bus() {
+    *isAlive_ = false;
+    loop_.setSource({});
+    proxies_.clear();
+    matches_.clear();
+}
+
+void Bus::start() {
+    loop_.setSource({[this] {
+                         if (!connection_) {
+                             return EventLoop::Source::Poll{};
+                         }
+                         const auto data = connection_->getEventLoopPollData();
+                         return EventLoop::Source::Poll{data.fd, data.events, data.getPollTimeout()};
+                     },
+                     [this] { dispatch(); }});
+    connect();
+}
+
+void Bus::connect() {
+    try {
+        connection_ =
+            address_ ? sdbus::createSessionBusConnectionWithAddress(*address_) : sdbus::createSystemBusConnection();
+        ++connections_;
+        const auto receive = [this](sdbus::Message& message) { received(message); };
+        const std::string signals = std::string("type='signal',sender='") + serviceName + "',interface='";
+        matches_.push_back(connection_->addMatch(std::string("type='signal',sender='org.freedesktop.DBus',") +
+                                                     "member='NameOwnerChanged',arg0='" + serviceName + "'",
+                                                 receive));
+        matches_.push_back(connection_->addMatch(signals + objectManagerInterface + "'", receive));
+        matches_.push_back(connection_->addMatch(signals + propertiesInterface + "'", receive));
+        retryDelay_ = 0ms;
+    } catch (const sdbus::Error& error) {
+        lost({error.getName(), error.getMessage()});
+        return;
+    }
+    if (connectionChanged_) {
+        connectionChanged_(connection_.get());
+    }
+    readObjects();
+}
+
+void Bus::connectLater() {
+    retryDelay_ = std::clamp<std::chrono::milliseconds>(retryDelay_ * 2, firstRetry, longestRetry);
+    loop_.after(retryDelay_, [this, alive = isAlive_] {
+        if (*alive && !connection_) {
+            connect();
+        }
+    });
+}
+
+void Bus::dispatch() {
+    if (!connection_) {
+        return;
+    }
+    try {
+        while (connection_->processPendingRequest()) {
+        }
+    } catch (const sdbus::Error& error) {
+        lost({error.getName(), error.getMessage()});
+    }
+}
+
+void Bus::lost(const Failure& failure) {
+    failure_ = failure;
+    if (connection_ && connectionChanged_) {
+        connectionChanged_(nullptr);
+    }
+    proxies_.clear();
+    matches_.clear();
+    connection_.reset();
+    ++connections_;
+    loseDaemon();
+    for (auto& [number, done] : std::exchange(pending_, {})) {
+        done(nullptr, &failure);
+    }
+    connectLater();
+}
+
+void Bus::loseDaemon() {
+    ++daemons_;
+    objects_.clear();
+    isDaemonThere_ = false;
+    listener_.daemonChanged(false);
+}
+
+void Bus::readObjects() {
+    call("/", objectManagerInterface, "GetManagedObjects", nullptr,
+         [this, daemon = daemons_](sdbus::MethodReply* reply, const Failure* failure) {
+             if (daemon == daemons_) {
+                 gotObjects(reply, failure);
+             }
+         });
+}
+
+void Bus::gotObjects(sdbus::MethodReply* reply, const Failure* failure) {
+    if (failure) {
+        failure_ = *failure;
+        listener_.daemonChanged(false);
+        return;
+    }
+    std::map<sdbus::ObjectPath, Interfaces> objects;
+    *reply >> objects;
+    for (auto& [path, interfaces] : objects) {
+        objects_.insert_or_assign(path, std::move(interfaces));
+    }
+    failure_.reset();
+    isDaemonThere_ = true;
+    listener_.daemonChanged(true);
+}
+
+/// Signals become tasks, as answers do, and so keep their order among them.
+void Bus::received(sdbus::Message& message) {
+    const auto later = [this](std::function<void()> task) {
+        loop_.post([this, alive = isAlive_, number = connections_, task = std::move(task)] {
+            if (*alive && number == connections_) {
+                task();
+            }
+        });
+    };
+    try {
+        const std::string member = message.getMemberName();
+        if (member == "NameOwnerChanged") {
+            std::string name;
+            std::string before;
+            std::string after;
+            message >> name >> before >> after;
+            later([this, after] { ownerChanged(after); });
+        } else if (member == "InterfacesAdded") {
+            sdbus::ObjectPath path;
+            Interfaces interfaces;
+            message >> path >> interfaces;
+            later([this, path, interfaces] { added(path, interfaces); });
+        } else if (member == "InterfacesRemoved") {
+            sdbus::ObjectPath path;
+            std::vector<std::string> interfaces;
+            message >> path >> interfaces;
+            later([this, path, interfaces] { removed(path, interfaces); });
+        } else if (member == "PropertiesChanged") {
+            std::string interface;
+            Properties properties;
+            std::vector<std::string> invalidated;
+            message >> interface >> properties >> invalidated;
+            later([this, path = message.getPath(), interface, properties, invalidated] {
+                changed(path, interface, properties, invalidated);
+            });
+        }
+    } catch (const sdbus::Error&) {
+        // A signal of another shape than BlueZ's tells nothing.
+        return;
+    }
+}
+
+void Bus::ownerChanged(const std::string& owner) {
+    loseDaemon();
+    if (!owner.empty()) {
+        readObjects();
+    }
+}
+
+void Bus::added(const std::string& path, Interfaces interfaces) {
+    if (!isDaemonThere_) {
+        return;
+    }
+    for (auto& [interface, properties] : interfaces) {
+        objects_[path].insert_or_assign(interface, std::move(properties));
+        listener_.interfaceAdded(path, interface);
+    }
+}
+
+void Bus::removed(const std::string& path, const std::vector<std::string>& interfaces) {
+    const auto object = objects_.find(path);
+    if (object == objects_.end()) {
+        return;
+    }
+    for (const auto& interface : interfaces) {
+        const auto gone = object->second.extract(interface);
+        if (!gone.empty()) {
+            listener_.interfaceRemoved(path, interface, gone.mapped());
+        }
+    }
+    if (object->second.empty()) {
+        objects_.erase(object);
+        proxies_.erase(path);
+    }
+}
+
+void Bus::changed(const std::string& path, const std::string& interface, const Properties& properties,
+                  const std::vector<std::string>& invalidated) {
+    const auto object = objects_.find(path);
+    if (object == objects_.end()) {
+        return;
+    }
+    auto& known = object->second[interface];
+    for (const auto& [name, value] : properties) {
+        known.insert_or_assign(name, value);
+    }
+    for (const auto& name : invalidated) {
+        known.erase(name);
+    }
+    listener_.propertiesChanged(path, interface, properties);
+}
+
+const Properties* Bus::properties(const std::string& path, const std::string& interface) const {
+    const auto object = objects_.find(path);
+    if (object == objects_.end()) {
+        return nullptr;
+    }
+    const auto found = object->second.find(interface);
+    return found == object->second.end() ? nullptr : &found->second;
+}
+
+sdbus::IProxy& Bus::proxy(const std::string& path) {
+    auto& proxy = proxies_[path];
+    if (!proxy) {
+        proxy = sdbus::createProxy(*connection_, serviceName, path);
+    }
+    return *proxy;
+}
+
+void Bus::call(const std::string& path, const std::string& interface, const std::string& method, const Fill& fill,
+               Done done, std::chrono::seconds patience) {
+    const std::uint64_t number = ++lastCall_;
+    pending_.emplace(number, std::move(done));
+    // Answers run as tasks of their own, so that they may call, and end, whatever they like.
+    const auto later = [this, alive = isAlive_, number](std::optional<sdbus::MethodReply> reply,
+                                                        std::optional<Failure> failure) {
+        loop_.post([this, alive, number, reply = std::move(reply), failure = std::move(failure)]() mutable {
+            if (*alive) {
+                answer(number, reply ? &*reply : nullptr, failure ? &*failure : nullptr);
+            }
+        });
+    };
+    if (!connection_) {
+        later(std::nullopt, Failure{"org.freedesktop.DBus.Error.Disconnected", "there is no connection to the bus"});
+        return;
+    }
+    try {
+        sdbus::IProxy& object = proxy(path);
+        auto message = object.createMethodCall(interface, method);
+        if (fill) {
+            fill(message);
+        }
+        object.callMethod(
+            message,
+            [later](sdbus::MethodReply& reply, const sdbus::Error* error) {
+                if (error) {
+                    later(std::nullopt, Failure{error->getName(), error->getMessage()});
+                } else {
+                    later(reply, std::nullopt);
+                }
+            },
+            patience);
+    } catch (const sdbus::Error& error) {
+        later(std::nullopt, Failure{error.getName(), error.getMessage()});
+    }
+}
+
+void Bus::answer(std::uint64_t number, sdbus::MethodReply* reply, const Failure* failure) {
+    const auto entry = pending_.extract(number);
+    if (entry.empty()) {
+        return;
+    }
+    try {
+        entry.mapped()(reply, failure);
+    } catch (const sdbus::Error& error) {
+        const Failure shape{error.getName(), error.getMessage()};
+        entry.mapped()(nullptr, &shape);
+    }
+}
+
+} // namespace tarnel::bluez

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <TarnelSDK/platform/UUID.hpp>
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tarnel::bluez {
+
+/// What the daemon says of devices, for those who ask without waiting. Any thread.
+class Directory {
+public:
+    struct Entry {
+        std::optional<std::string> name;
+        std::vector<UUID> services;
+        bool isConnected = false;
+    };
+
+    void set(const std::string& address, Entry entry) {
+        const std::lock_guard lock(mutex_);
+        entries_.insert_or_assign(address, std::move(entry));
+    }
+    void disconnect(const std::string& address) {
+        const std::lock_guard lock(mutex_);
+        if (const auto found = entries_.find(address); found != entries_.end()) {
+            found->second.isConnected = false;
+        }
+    }
+    /// No device is connected any more. Names stay.
+    void disconnectAll() {
+        const std::lock_guard lock(mutex_);
+        for (auto& [address, entry] : entries_) {
+            entry.isConnected = false;
+        }
+    }
+
+    std::optional<std::string> name(const std::string& address) const {
+        const std::lock_guard lock(mutex_);
+        const auto found = entries_.find(address);
+        return found == entries_.end() ? std::nullopt : found->second.name;
+    }
+    /// Addresses of the connected devices that have the service.
+    std::vector<std::string> connected(const UUID& service) const {
+        std::vector<std::string> addresses;
+        const std::lock_guard lock(mutex_);
+        for (const auto& [address, entry] : entries_) {
+            if (entry.isConnected &&
+                std::find(entry.services.begin(), entry.services.end(), service) != entry.services.end()) {
+                addresses.push_back(address);
+            }
+        }
+        return addresses;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::map<std::string, Entry> entries_;
+};
+
+} // namespace tarnel::bluez

@@ -1,0 +1,179 @@
+#include <TarnelLinux/bluez/Discovery.hpp>
+#include <TarnelLinux/bluez/Names.hpp>
+
+#include <utility>
+
+namespace tarnel::bluez {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Waiting listens this long at a time. It looks afresh each time, because a device that stays is reported once only.
+constexpr auto turnOn = 5s;
+constexpr auto turnOff = 10s;
+constexpr auto eagerFor = 30s;
+constexpr auto retryDelay = 500ms;
+
+std::string lowercase(std::string text) {
+    for (char& c : text) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    return text;
+}
+
+} // namespace
+
+Discovery::~Discovery() {
+    loop_.cancel(turnTimer_);
+    loop_.cancel(retryTimer_);
+    if (state_ != State::off) {
+        call("StopDiscovery", nullptr, [](const Failure*) {});
+    }
+}
+
+void Discovery::call(const std::string& method, const Bus::Fill& fill, std::function<void(const Failure*)> done) {
+    bus_.call(adapter_, adapterInterface, method, fill,
+              [done = std::move(done)](sdbus::MethodReply*, const Failure* failure) { done(failure); });
+}
+
+void Discovery::setWish(const Wish& wish) {
+    const bool startsWaiting = wish.isWait && !wish_.isWait;
+    wish_ = wish;
+    if (startsWaiting) {
+        waitingSince_ = std::chrono::steady_clock::now();
+        isTurn_ = true;
+    }
+    if (!wish_.isWait) {
+        loop_.cancel(std::exchange(turnTimer_, 0));
+    } else if (turnTimer_ == 0) {
+        turnTimer_ = loop_.after(turnOn, [this] { turn(); });
+    }
+    update();
+}
+
+void Discovery::setAdapter(const std::string& path) {
+    if (path == adapter_) {
+        return;
+    }
+    adapter_ = path;
+    ++generation_;
+    isBusy_ = false;
+    hasFilter_ = false;
+    state_ = State::off;
+    update();
+}
+
+void Discovery::stopped() {
+    if (state_ == State::on && !isBusy_) {
+        state_ = State::off;
+        update();
+    }
+}
+
+void Discovery::restart() {
+    if (state_ == State::on) {
+        restarts_ = true;
+        update();
+    }
+}
+
+void Discovery::turn() {
+    const bool isEager = std::chrono::steady_clock::now() - waitingSince_ < eagerFor;
+    if (isEager || !isTurn_) {
+        restarts_ = isTurn_;
+        isTurn_ = true;
+        turnTimer_ = loop_.after(turnOn, [this] { turn(); });
+    } else {
+        isTurn_ = false;
+        turnTimer_ = loop_.after(turnOff, [this] { turn(); });
+    }
+    update();
+}
+
+void Discovery::retryLater() {
+    loop_.cancel(retryTimer_);
+    retryTimer_ = loop_.after(retryDelay, [this] {
+        retryTimer_ = 0;
+        update();
+    });
+}
+
+/// One call at a time, towards what is wanted when it is answered.
+void Discovery::update() {
+    if (isBusy_ || retryTimer_ != 0 || adapter_.empty()) {
+        return;
+    }
+    const bool isOn = state_ == State::on;
+    if (isOn && (!isWanted() || std::exchange(restarts_, false))) {
+        stop();
+    } else if (isWanted() && (!hasFilter_ || applied_.services != wish_.services || applied_.isWait != wish_.isWait)) {
+        applyFilter();
+    } else if (isWanted() && !isOn) {
+        start();
+    }
+}
+
+void Discovery::applyFilter() {
+    isBusy_ = true;
+    const Wish wish = wish_;
+    call(
+        "SetDiscoveryFilter",
+        [&](sdbus::MethodCall& message) {
+            std::map<std::string, sdbus::Variant> filter{{"Transport", sdbus::Variant(std::string("le"))},
+                                                         {"DuplicateData", sdbus::Variant(true)}};
+            std::vector<std::string> services;
+            for (const auto& uuid : wish.services) {
+                services.push_back(lowercase(uuid.string()));
+            }
+            if (!services.empty() && !wish.isWait) {
+                filter.emplace("UUIDs", sdbus::Variant(services));
+            }
+            message << filter;
+        },
+        [this, wish, generation = generation_](const Failure* failure) {
+            if (generation != generation_) {
+                return;
+            }
+            isBusy_ = false;
+            if (failure) {
+                return retryLater();
+            }
+            applied_ = wish;
+            hasFilter_ = true;
+            update();
+        });
+}
+
+void Discovery::start() {
+    isBusy_ = true;
+    state_ = State::starting;
+    restarts_ = false;
+    call("StartDiscovery", nullptr, [this, generation = generation_](const Failure* failure) {
+        if (generation != generation_) {
+            return;
+        }
+        isBusy_ = false;
+        // In progress: this very client has it running.
+        const bool isOn = !failure || failure->name == "org.bluez.Error.InProgress";
+        state_ = isOn ? State::on : State::off;
+        if (!isOn) {
+            return retryLater();
+        }
+        update();
+    });
+}
+
+void Discovery::stop() {
+    isBusy_ = true;
+    state_ = State::stopping;
+    call("StopDiscovery", nullptr, [this, generation = generation_](const Failure*) {
+        if (generation != generation_) {
+            return;
+        }
+        isBusy_ = false;
+        state_ = State::off;
+        update();
+    });
+}
+
+} // namespace tarnel::bluez

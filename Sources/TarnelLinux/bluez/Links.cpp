@@ -1,0 +1,276 @@
+#include <TarnelLinux/bluez/Errors.hpp>
+#include <TarnelLinux/bluez/Host.hpp>
+#include <TarnelLinux/bluez/Links.hpp>
+#include <TarnelLinux/bluez/Names.hpp>
+#include <TarnelLinux/bluez/Peripheral.hpp>
+
+#include <algorithm>
+#include <utility>
+
+namespace tarnel::bluez {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// The daemon gives up by itself before this.
+constexpr auto connectPatience = 90s;
+constexpr auto disconnectPatience = 15s;
+/// An attempt that fails at once is not made again before.
+constexpr auto betweenAttempts = 1s;
+/// Controllers do not connect while they look for devices. A device that is there connects within this; one that is not
+/// must not keep others from being found.
+constexpr auto radioPatience = 4s;
+
+bool contains(const std::vector<std::shared_ptr<Peripheral>>& list, const std::shared_ptr<Peripheral>& peripheral) {
+    return std::find(list.begin(), list.end(), peripheral) != list.end();
+}
+
+} // namespace
+
+bool Links::isWaiting() const {
+    return std::any_of(links_.begin(), links_.end(), [](const auto& entry) {
+        const Link& link = entry.second;
+        return !link.waiting.empty() && !link.isConnecting && !link.isDisconnecting;
+    });
+}
+
+bool Links::isUsed(const std::string& address) const {
+    const auto found = links_.find(address);
+    return found != links_.end() && (!found->second.users.empty() || !found->second.waiting.empty());
+}
+
+std::vector<std::shared_ptr<Peripheral>> Links::users(const std::string& address) const {
+    const auto found = links_.find(address);
+    return found == links_.end() ? std::vector<std::shared_ptr<Peripheral>>() : found->second.users;
+}
+
+void Links::connect(const std::shared_ptr<Peripheral>& peripheral) {
+    const std::string& address = peripheral->address();
+    Link& link = links_[address];
+    if (contains(link.users, peripheral)) {
+        const auto path = host_.devicePath(address);
+        return path ? peripheral->attached(*path) : void();
+    }
+    if (!contains(link.waiting, peripheral)) {
+        link.waiting.push_back(peripheral);
+    }
+    if (host_.isConnected(address) && !link.isDisconnecting) {
+        return attach(address, link);
+    }
+    attempt(address);
+    host_.updateDiscovery();
+}
+
+void Links::attach(const std::string& address, Link& link) {
+    link.failures = 0;
+    link.awaitsSighting = false;
+    link.isRestarted = false;
+    const auto path = host_.devicePath(address);
+    for (const auto& peripheral : std::exchange(link.waiting, {})) {
+        if (path) {
+            link.users.push_back(peripheral);
+            peripheral->attached(*path);
+        }
+    }
+    host_.updateDiscovery();
+}
+
+void Links::cancel(const std::shared_ptr<Peripheral>& peripheral) {
+    const std::string& address = peripheral->address();
+    const auto found = links_.find(address);
+    if (found == links_.end()) {
+        return;
+    }
+    Link& link = found->second;
+    std::erase(link.waiting, peripheral);
+    if (std::erase(link.users, peripheral) != 0) {
+        peripheral->ended(std::nullopt);
+    }
+    dropUnused(address);
+}
+
+void Links::cancelAll() {
+    std::vector<std::shared_ptr<Peripheral>> all;
+    for (const auto& [address, link] : links_) {
+        all.insert(all.end(), link.users.begin(), link.users.end());
+        all.insert(all.end(), link.waiting.begin(), link.waiting.end());
+    }
+    for (const auto& peripheral : all) {
+        cancel(peripheral);
+    }
+}
+
+void Links::dropUnused(const std::string& address) {
+    const auto found = links_.find(address);
+    if (found == links_.end()) {
+        return;
+    }
+    Link& link = found->second;
+    if (link.waiting.empty() && link.users.empty() && !link.isDisconnecting) {
+        if (link.isConnecting || host_.isConnected(address)) {
+            disconnect(address);
+        } else {
+            links_.erase(found);
+        }
+    }
+    host_.updateDiscovery();
+}
+
+void Links::disconnect(const std::string& address) {
+    const auto path = host_.devicePath(address);
+    if (!path) {
+        return;
+    }
+    links_[address].isDisconnecting = true;
+    host_.bus().call(
+        *path, deviceInterface, "Disconnect", nullptr,
+        [this, address, generation = generation_](sdbus::MethodReply*, const Failure*) {
+            if (generation == generation_) {
+                disconnected(address);
+            }
+        },
+        disconnectPatience);
+}
+
+/// The device is disconnected as far as this process can see to it.
+void Links::disconnected(const std::string& address) {
+    const auto found = links_.find(address);
+    if (found == links_.end() || !std::exchange(found->second.isDisconnecting, false)) {
+        return;
+    }
+    if (found->second.waiting.empty()) {
+        links_.erase(found);
+    } else if (!found->second.isConnecting) {
+        attempt(address);
+    }
+    host_.updateDiscovery();
+}
+
+void Links::attempt(const std::string& address) {
+    Link& link = links_[address];
+    const auto path = host_.devicePath(address);
+    if (!path || link.waiting.empty() || link.isConnecting || link.isDisconnecting) {
+        return;
+    }
+    link.isConnecting = true;
+    link.awaitsSighting = false;
+    link.lastAttempt = std::chrono::steady_clock::now();
+    takeRadio();
+    host_.bus().call(
+        *path, deviceInterface, "Connect", nullptr,
+        [this, address, generation = generation_](sdbus::MethodReply*, const Failure* failure) {
+            if (generation == generation_) {
+                attempted(address, failure);
+            }
+        },
+        connectPatience);
+}
+
+void Links::takeRadio() {
+    host_.loop().cancel(radioTimer_);
+    radioTimer_ = host_.loop().after(radioPatience, [this] { releaseRadio(); });
+    needsRadio_ = true;
+    host_.updateDiscovery();
+}
+
+void Links::releaseRadio() {
+    host_.loop().cancel(std::exchange(radioTimer_, 0));
+    if (std::exchange(needsRadio_, false)) {
+        host_.updateDiscovery();
+    }
+}
+
+void Links::attempted(const std::string& address, const Failure* failure) {
+    releaseRadio();
+    const auto found = links_.find(address);
+    if (found == links_.end()) {
+        return;
+    }
+    Link& link = found->second;
+    link.isConnecting = false;
+    if (host_.isConnected(address) && !link.isDisconnecting) {
+        attach(address, link);
+        return dropUnused(address);
+    }
+    if (link.waiting.empty()) {
+        return dropUnused(address);
+    }
+    if (link.isDisconnecting) {
+        return;
+    }
+    attemptFailed(address, link,
+                  failure ? *failure : Failure{"org.bluez.Error.Failed", "The connection ended at once."});
+    host_.updateDiscovery();
+}
+
+void Links::attemptFailed(const std::string& address, Link& link, const Failure& failure) {
+    const auto error = connectionError(failure, host_.isBonded(address));
+    if (error.code == platform::peerRemovedPairingInformation) {
+        for (const auto& peripheral : std::exchange(link.waiting, {})) {
+            peripheral->failed(error);
+        }
+        return dropUnused(address);
+    }
+    if (isInProgress(failure) && !std::exchange(link.isRestarted, true)) {
+        // A client that is gone has left its attempt behind.
+        return disconnect(address);
+    }
+    // The first failure is often the radio's, and cured by asking again.
+    if (++link.failures == 1) {
+        return attempt(address);
+    }
+    link.awaitsSighting = true;
+}
+
+void Links::sighted(const std::string& address) {
+    const auto found = links_.find(address);
+    if (found == links_.end()) {
+        return;
+    }
+    Link& link = found->second;
+    if (std::chrono::steady_clock::now() - link.lastAttempt < betweenAttempts) {
+        return;
+    }
+    link.failures = 0;
+    link.isRestarted = false;
+    attempt(address);
+    host_.updateDiscovery();
+}
+
+void Links::connectedChanged(const std::string& address, bool isConnected) {
+    const auto found = links_.find(address);
+    if (found == links_.end()) {
+        return;
+    }
+    Link& link = found->second;
+    if (isConnected) {
+        if (!link.isDisconnecting) {
+            attach(address, link);
+        }
+        return;
+    }
+    for (const auto& peripheral : std::exchange(link.users, {})) {
+        peripheral->ended(centralError(platform::peripheralDisconnected, "The peripheral ended the connection."));
+    }
+    disconnected(address);
+    if (const auto still = links_.find(address); still != links_.end()) {
+        attempt(address);
+        dropUnused(address);
+    }
+}
+
+void Links::deviceRemoved(const std::string& address) {
+    connectedChanged(address, false);
+}
+
+void Links::lostPower() {
+    ++generation_;
+    releaseRadio();
+    for (auto& [address, link] : std::exchange(links_, {})) {
+        for (const auto& peripheral : link.users) {
+            peripheral->dropSession();
+        }
+    }
+}
+
+} // namespace tarnel::bluez

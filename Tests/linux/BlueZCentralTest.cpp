@@ -1,0 +1,399 @@
+#include "Machine.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <iterator>
+
+namespace tarnel {
+namespace {
+
+using platform::CentralState;
+using platform::PeripheralState;
+using test::glasses;
+using test::glassesAddress;
+using test::Machine;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+std::vector<UUID> glassesService() {
+    return {UUID::parse(test::dataService).value()};
+}
+
+long entriesOf(const char* folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), {});
+}
+
+TEST(BlueZState, isUnsupportedWithoutAnAdapter) {
+    Machine machine({.hasAdapter = false});
+    EXPECT_TRUE(machine.application->await("state 2"));
+    EXPECT_EQ(machine.central->state(), CentralState::unsupported);
+    machine.bluez.addAdapter("hci0");
+    EXPECT_TRUE(machine.application->await("state 5"));
+}
+
+TEST(BlueZState, isOffWithoutTheDaemonAndOnOnceItRuns) {
+    Machine machine({.hasDaemon = false});
+    EXPECT_TRUE(machine.application->await("state 4"));
+    machine.bluez.start();
+    EXPECT_TRUE(machine.application->await("state 5"));
+    EXPECT_THAT(machine.application->events(), ElementsAre("state 4", "state 5"));
+}
+
+TEST(BlueZState, followsTheSwitch) {
+    Machine machine({.isPowered = false});
+    EXPECT_TRUE(machine.application->await("state 4"));
+    machine.bluez.setPowered("hci0", true);
+    EXPECT_TRUE(machine.application->await("state 5"));
+    machine.bluez.setPowered("hci0", false);
+    EXPECT_TRUE(machine.application->await("state 4", 2));
+    EXPECT_THAT(machine.application->events(), ElementsAre("state 4", "state 5", "state 4"));
+}
+
+TEST(BlueZState, isUnauthorizedWhenTheBusForbidsIt) {
+    Machine machine({.isForbidden = true});
+    EXPECT_TRUE(machine.application->await("state 3"));
+}
+
+TEST(BlueZState, comesBackWithAnAdapterOfAnotherName) {
+    Machine machine;
+    machine.open();
+    machine.application->forget();
+    machine.bluez.removeAdapter("hci0");
+    EXPECT_TRUE(machine.application->await("state 4"));
+    EXPECT_EQ(machine.peripheral->state(), PeripheralState::disconnected);
+    machine.bluez.addAdapter("hci2");
+    EXPECT_TRUE(machine.application->await("state 5"));
+    EXPECT_THAT(machine.application->events(), ElementsAre("disconnected with error 7", "state 4", "state 5"));
+    EXPECT_EQ(machine.known(), machine.peripheral);
+    machine.connect();
+    machine.discover();
+    EXPECT_NE(machine.out, nullptr);
+}
+
+TEST(BlueZState, survivesTheEndOfTheDaemon) {
+    Machine machine;
+    machine.open();
+    for (int round = 1; round <= 3; ++round) {
+        machine.bluez.crash();
+        EXPECT_TRUE(machine.application->await("state 4", round));
+        EXPECT_EQ(machine.peripheral->state(), PeripheralState::disconnected);
+        EXPECT_FALSE(machine.peripheral->canSendWriteWithoutResponse());
+        machine.bluez.start();
+        EXPECT_TRUE(machine.application->await("state 5", round + 1));
+        machine.connect();
+        machine.discover();
+    }
+    EXPECT_EQ(machine.application->count("state 4"), 3);
+}
+
+TEST(BlueZState, survivesTheEndOfTheBus) {
+    Machine machine;
+    machine.open();
+    machine.bus.stop();
+    EXPECT_TRUE(machine.application->await("state 4"));
+    machine.bluez.crash();
+    machine.bus.start();
+    machine.bluez.start();
+    EXPECT_TRUE(machine.application->await("state 5", 2));
+    machine.connect();
+}
+
+TEST(BlueZScan, reportsWhatIsAdvertised) {
+    Machine machine;
+    machine.bluez.addDevice(glasses());
+    machine.bluez.addDevice({.address = "00:AA:01:01:00:09", .services = {test::batteryService}});
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.central->scanForPeripherals(glassesService());
+    EXPECT_TRUE(machine.central->isScanning());
+    ASSERT_TRUE(machine.application->await("found"));
+    EXPECT_EQ(machine.application->found.at(0), machine.known());
+    EXPECT_EQ(machine.application->found.at(0)->name(), "Glasses");
+    EXPECT_EQ(machine.application->strengths.at(0), -50);
+    const auto& advertisement = machine.application->advertisements.at(0);
+    EXPECT_EQ(advertisement.isConnectable, true);
+    EXPECT_EQ(advertisement.serviceUUIDs, glassesService());
+    EXPECT_EQ(advertisement.manufacturerData, (Bytes{0x34, 0x12, 7, 2}));
+    EXPECT_EQ(advertisement.localName, "Glasses");
+    EXPECT_THAT(machine.bluez.filteredServices(), ElementsAre(test::dataService));
+}
+
+TEST(BlueZScan, leavesOutWhatIsNotAdvertised) {
+    Machine machine;
+    machine.bluez.addDevice({.address = glassesAddress, .services = {test::dataService}});
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.central->scanForPeripherals(glassesService());
+    ASSERT_TRUE(machine.application->await("found"));
+    EXPECT_EQ(machine.application->advertisements.at(0).manufacturerData, std::nullopt);
+}
+
+TEST(BlueZScan, reportsADeviceOnceUnlessItsAdvertisementChanges) {
+    Machine machine;
+    machine.bluez.addDevice(glasses());
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.central->scanForPeripherals(glassesService());
+    ASSERT_TRUE(machine.application->await("found"));
+    machine.bluez.change(glassesAddress, [](auto& device) { device.rssi = -60; });
+    machine.bluez.change(glassesAddress, [](auto& device) { device.manufacturer = {{0x1234, {7, 1}}}; });
+    ASSERT_TRUE(machine.application->await("found", 2));
+    EXPECT_EQ(machine.application->advertisements.at(1).manufacturerData, (Bytes{0x34, 0x12, 7, 1}));
+
+    machine.central->stopScan();
+    machine.central->scanForPeripherals(glassesService());
+    ASSERT_TRUE(machine.application->await("found", 3)) << "a new scan reports it again";
+}
+
+TEST(BlueZScan, endsForTheAdapterToo) {
+    Machine machine;
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.central->scanForPeripherals({});
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.isDiscovering(); }));
+    machine.central->stopScan();
+    EXPECT_FALSE(machine.central->isScanning());
+    EXPECT_TRUE(Machine::eventually([&] { return !machine.bluez.isDiscovering(); }));
+    machine.bluez.addDevice(glasses());
+    EXPECT_EQ(machine.application->count("found"), 0);
+}
+
+TEST(BlueZScan, endsWithThePower) {
+    Machine machine;
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.central->scanForPeripherals({});
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.isDiscovering(); }));
+    machine.bluez.setPowered("hci0", false);
+    EXPECT_TRUE(machine.application->await("state 4"));
+    EXPECT_FALSE(machine.central->isScanning());
+    machine.bluez.setPowered("hci0", true);
+    EXPECT_TRUE(machine.application->await("state 5", 2));
+    EXPECT_FALSE(machine.bluez.isDiscovering());
+}
+
+TEST(BlueZScan, knowsDevicesOfOtherProgramsThatAreConnected) {
+    Machine machine;
+    machine.bluez.addDevice(glasses());
+    ASSERT_TRUE(machine.application->await("state 5"));
+    EXPECT_THAT(machine.central->retrieveConnectedPeripherals(glassesService()[0]), IsEmpty());
+    machine.bluez.connectByAnother(glassesAddress);
+    EXPECT_TRUE(Machine::eventually(
+        [&] { return machine.central->retrieveConnectedPeripherals(glassesService()[0]).size() == 1; }));
+    EXPECT_THAT(machine.central->retrieveConnectedPeripherals(UUID()), IsEmpty());
+    machine.peripheral = machine.central->retrieveConnectedPeripherals(glassesService()[0]).at(0);
+    EXPECT_EQ(machine.peripheral->state(), PeripheralState::disconnected);
+    machine.central->connect(machine.peripheral);
+    EXPECT_TRUE(machine.application->await("connected"));
+    EXPECT_EQ(machine.bluez.calls("Connect"), 0);
+}
+
+TEST(BlueZConnection, givesADeviceOneIdentifierAndOneObject) {
+    Machine machine;
+    ASSERT_TRUE(machine.application->await("state 5"));
+    const auto peripheral = machine.known();
+    EXPECT_EQ(peripheral->identifier().string(), "5461726E-656C-8000-8000-00AA01010001");
+    EXPECT_EQ(machine.known(), peripheral);
+    EXPECT_THAT(machine.central->retrievePeripherals({UUID()}), IsEmpty());
+    EXPECT_NE(peripheral->description().find(glassesAddress), std::string::npos);
+}
+
+TEST(BlueZConnection, waitsForADeviceThatIsNotThereYet) {
+    Machine machine;
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.peripheral = machine.known();
+    machine.central->connect(machine.peripheral);
+    EXPECT_EQ(machine.peripheral->state(), PeripheralState::connecting);
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.isDiscovering(); }));
+    machine.bluez.addDevice(glasses());
+    EXPECT_TRUE(machine.application->await("connected"));
+    EXPECT_EQ(machine.peripheral->state(), PeripheralState::connected);
+    EXPECT_TRUE(Machine::eventually([&] { return !machine.bluez.isDiscovering(); })) << "nobody waits any more";
+}
+
+TEST(BlueZConnection, asksAgainWhenTheRadioGivesUpAtFirst) {
+    Machine machine;
+    auto device = glasses();
+    device.isBonded = true;
+    device.connectFailures = {{"org.bluez.Error.Failed", "le-connection-abort-by-local"}};
+    machine.bluez.addDevice(device);
+    machine.connect();
+    EXPECT_EQ(machine.bluez.calls("Connect"), 2);
+    EXPECT_EQ(machine.application->count("connected"), 1);
+}
+
+TEST(BlueZConnection, takesOverFromAClientThatIsGone) {
+    Machine machine;
+    auto device = glasses();
+    device.isBonded = true;
+    device.connectFailures = {{"org.bluez.Error.InProgress", "Operation already in progress"}};
+    machine.bluez.addDevice(device);
+    machine.connect();
+    EXPECT_EQ(machine.bluez.calls("Disconnect"), 1);
+}
+
+TEST(BlueZConnection, namesALostBond) {
+    Machine machine;
+    auto device = glasses();
+    device.isBonded = true;
+    device.connectFailures = {{"org.bluez.Error.AuthenticationFailed", "Authentication Failed"}};
+    machine.bluez.addDevice(device);
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.peripheral = machine.known();
+    machine.central->connect(machine.peripheral);
+    EXPECT_TRUE(machine.application->await("failed with error 14"));
+    EXPECT_EQ(machine.peripheral->state(), PeripheralState::disconnected);
+}
+
+TEST(BlueZConnection, endsWithoutAnErrorWhenItIsCancelled) {
+    Machine machine;
+    machine.open();
+    machine.application->forget();
+    machine.central->cancelPeripheralConnection(machine.peripheral);
+    machine.central->cancelPeripheralConnection(machine.peripheral);
+    EXPECT_TRUE(machine.application->await("disconnected"));
+    EXPECT_EQ(machine.peripheral->state(), PeripheralState::disconnected);
+    EXPECT_TRUE(Machine::eventually([&] { return !machine.bluez.device(glassesAddress).isConnected; }));
+    machine.connect();
+    EXPECT_THAT(machine.application->events(), ElementsAre("disconnected", "connected"));
+}
+
+TEST(BlueZConnection, canBeCancelledWhileItIsPending) {
+    Machine machine;
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.peripheral = machine.known();
+    machine.central->connect(machine.peripheral);
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.isDiscovering(); }));
+    machine.central->cancelPeripheralConnection(machine.peripheral);
+    EXPECT_EQ(machine.peripheral->state(), PeripheralState::disconnected);
+    EXPECT_TRUE(Machine::eventually([&] { return !machine.bluez.isDiscovering(); }));
+    machine.bluez.addDevice(glasses());
+    EXPECT_THAT(machine.application->events(), ElementsAre("state 5"));
+}
+
+TEST(BlueZConnection, canBeCancelledWhileTheDaemonConnects) {
+    Machine machine;
+    auto device = glasses();
+    device.isBonded = device.holdsConnect = true;
+    machine.bluez.addDevice(device);
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.peripheral = machine.known();
+    machine.central->connect(machine.peripheral);
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.calls("Connect") == 1; }));
+    machine.central->cancelPeripheralConnection(machine.peripheral);
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.calls("Disconnect") == 1; }));
+    machine.bluez.change(glassesAddress, [](auto& changed) { changed.holdsConnect = false; });
+    machine.connect();
+}
+
+TEST(BlueZConnection, doesNotLookForDevicesWhileItIsMade) {
+    Machine machine;
+    auto device = glasses();
+    device.holdsConnect = true;
+    machine.bluez.addDevice(device);
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.central->scanForPeripherals(glassesService());
+    ASSERT_TRUE(machine.application->await("found"));
+    EXPECT_TRUE(machine.bluez.isDiscovering());
+    machine.central->connect(machine.known());
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.calls("Connect") == 1; }));
+    EXPECT_FALSE(machine.bluez.isDiscovering()) << "it is stopped before the daemon is asked to connect";
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.isDiscovering(); })) << "and goes on when it takes long";
+    EXPECT_TRUE(machine.central->isScanning());
+}
+
+TEST(BlueZConnection, connectsAgainWhenAskedWhileItDisconnects) {
+    Machine machine;
+    machine.open();
+    machine.application->forget();
+    machine.central->cancelPeripheralConnection(machine.peripheral);
+    machine.central->connect(machine.peripheral);
+    EXPECT_TRUE(machine.application->await("connected"));
+    EXPECT_THAT(machine.application->events(), ElementsAre("disconnected", "connected"));
+    EXPECT_TRUE(machine.bluez.device(glassesAddress).isConnected);
+}
+
+TEST(BlueZConnection, endsWithAnErrorWhenTheDeviceGoes) {
+    Machine machine;
+    machine.open();
+    machine.bluez.dropConnection(glassesAddress);
+    EXPECT_TRUE(machine.application->await("disconnected with error 7"));
+    EXPECT_EQ(machine.peripheral->state(), PeripheralState::disconnected);
+}
+
+TEST(BlueZConnection, endsWhenTheDaemonForgetsTheDevice) {
+    Machine machine;
+    machine.open();
+    machine.bluez.leaveRange(glassesAddress);
+    EXPECT_TRUE(machine.application->await("disconnected with error 7"));
+    EXPECT_EQ(machine.application->count("disconnected with error 7"), 1);
+}
+
+TEST(BlueZConnection, tellsWhenRegisteredGlassesReturn) {
+    Machine machine;
+    machine.open();
+    machine.bluez.leaveRange(glassesAddress);
+    ASSERT_TRUE(machine.application->await("disconnected with error 7"));
+    machine.application->forget();
+    machine.central->registerForConnectionEvents({machine.peripheral->identifier()});
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.isDiscovering(); }));
+    EXPECT_THAT(machine.application->events(), IsEmpty());
+    machine.bluez.enterRange(glassesAddress);
+    EXPECT_TRUE(machine.application->await("peer connected"));
+    EXPECT_TRUE(Machine::eventually([&] { return !machine.bluez.isDiscovering(); })) << "nobody waits any more";
+    machine.connect();
+    machine.bluez.leaveRange(glassesAddress);
+    EXPECT_TRUE(machine.application->await("peer disconnected"));
+}
+
+TEST(BlueZConnection, endsWithItsCentral) {
+    Machine machine;
+    machine.open();
+    machine.quit();
+    EXPECT_TRUE(Machine::eventually([&] { return !machine.bluez.device(glassesAddress).isConnected; }));
+}
+
+TEST(BlueZConnection, comesBackAgainAndAgainWithoutLeavingAnythingBehind) {
+    Machine machine;
+    machine.open();
+    const auto files = entriesOf("/proc/self/fd");
+    const auto threads = entriesOf("/proc/self/task");
+    for (int round = 0; round < 100; ++round) {
+        const int before = machine.application->count("disconnected with error 7");
+        machine.bluez.dropConnection(glassesAddress);
+        ASSERT_TRUE(machine.application->await("disconnected with error 7", before + 1)) << "round " << round;
+        machine.connect();
+        machine.discover();
+    }
+    EXPECT_TRUE(Machine::eventually([&] { return entriesOf("/proc/self/fd") <= files; }));
+    EXPECT_EQ(entriesOf("/proc/self/task"), threads);
+}
+
+TEST(BlueZConnection, leavesNothingBehindWhenTheProviderEnds) {
+    Machine machine;
+    machine.open();
+    machine.quit();
+    const auto files = entriesOf("/proc/self/fd");
+    const auto threads = entriesOf("/proc/self/task");
+    for (int round = 0; round < 3; ++round) {
+        machine.application->forget();
+        machine.launch();
+        machine.connect();
+        machine.discover();
+        machine.quit();
+        EXPECT_TRUE(Machine::eventually([&] { return !machine.bluez.device(glassesAddress).isConnected; }));
+    }
+    EXPECT_TRUE(Machine::eventually([&] { return entriesOf("/proc/self/fd") <= files; }));
+    EXPECT_TRUE(Machine::eventually([&] { return entriesOf("/proc/self/task") <= threads; }));
+}
+
+TEST(BlueZPairing, isAcceptedForDevicesOfTheApplicationOnly) {
+    Machine machine;
+    machine.open();
+    auto other = glasses("00:AA:01:01:00:02");
+    other.isBonded = true;
+    machine.bluez.addDevice(other);
+    EXPECT_EQ(machine.bluez.calls("RegisterAgent"), 1);
+    EXPECT_TRUE(machine.bluez.askAgent(glassesAddress));
+    EXPECT_FALSE(machine.bluez.askAgent(other.address));
+}
+
+} // namespace
+} // namespace tarnel

@@ -1,0 +1,588 @@
+#include "FakeBlueZ.hpp"
+
+#include <TarnelLinux/bluez/Names.hpp>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <future>
+#include <utility>
+
+namespace tarnel::test {
+
+using namespace bluez;
+using Options = std::map<std::string, sdbus::Variant>;
+
+namespace {
+
+sdbus::Error errorOf(const Failure& failure) {
+    return sdbus::Error(failure.name, failure.message);
+}
+
+} // namespace
+
+FakeBlueZ::FakeBlueZ(std::string busAddress) : busAddress_(std::move(busAddress)) {}
+
+FakeBlueZ::~FakeBlueZ() {
+    crash();
+    loop_.end();
+}
+
+void FakeBlueZ::sync(const std::function<void()>& task) {
+    std::promise<void> done;
+    loop_.post([&] {
+        task();
+        done.set_value();
+    });
+    done.get_future().wait();
+}
+
+void FakeBlueZ::start() {
+    sync([this] {
+        connection_ = sdbus::createSessionBusConnectionWithAddress(busAddress_);
+        connection_->addObjectManager("/", sdbus::floating_slot);
+        auto root = sdbus::createObject(*connection_, "/org/bluez");
+        root->registerMethod("RegisterAgent")
+            .onInterface(agentManagerInterface)
+            .implementedAs([this, raw = root.get()](const sdbus::ObjectPath& path, const std::string&) {
+                count("RegisterAgent");
+                agent_ = path;
+                agentOwner_ = raw->getCurrentlyProcessedMessage()->getSender();
+            });
+        root->finishRegistration();
+        objects_["/org/bluez"] = std::move(root);
+        if (!adapter_.empty()) {
+            exportAdapter();
+            for (auto& [address, device] : devices_) {
+                if (device->isBonded) {
+                    exportDevice(*device);
+                }
+            }
+        }
+        loop_.setSource({[this] {
+                             const auto data = connection_->getEventLoopPollData();
+                             return EventLoop::Source::Poll{data.fd, data.events, data.getPollTimeout()};
+                         },
+                         [this] {
+                             try {
+                                 while (connection_->processPendingRequest()) {
+                                 }
+                             } catch (const sdbus::Error&) {
+                                 loop_.setSource({}); // the bus is gone
+                             }
+                         }});
+        connection_->requestName("org.bluez");
+    });
+}
+
+void FakeBlueZ::crash() {
+    sync([this] {
+        loop_.setSource({});
+        for (auto& [address, device] : devices_) {
+            device->isKnown = device->isConnected = device->isResolved = false;
+            for (auto& service : device->gatt) {
+                for (auto& characteristic : service.characteristics) {
+                    ::close(std::exchange(characteristic.socket, -1));
+                    characteristic.isNotifying = false;
+                }
+            }
+        }
+        isDiscovering_ = false;
+        held_.clear();
+        heldReads_.clear();
+        objects_.clear();
+        connection_.reset();
+    });
+}
+
+// Adapters.
+
+void FakeBlueZ::addAdapter(const std::string& name, bool isPowered) {
+    sync([&] {
+        adapter_ = "/org/bluez/" + name;
+        isPowered_ = isPowered;
+        if (connection_) {
+            exportAdapter();
+        }
+    });
+}
+
+void FakeBlueZ::exportAdapter() {
+    auto object = sdbus::createObject(*connection_, adapter_);
+    object->registerProperty("Address").onInterface(adapterInterface).withGetter([] {
+        return std::string("00:AA:01:00:00:00");
+    });
+    object->registerProperty("Powered").onInterface(adapterInterface).withGetter([this] { return isPowered_; });
+    object->registerProperty("Discovering").onInterface(adapterInterface).withGetter([this] { return isDiscovering_; });
+    object->registerMethod("SetDiscoveryFilter")
+        .onInterface(adapterInterface)
+        .implementedAs([this](const Options& filter) {
+            count("SetDiscoveryFilter");
+            const auto found = filter.find("UUIDs");
+            filter_ =
+                found == filter.end() ? std::vector<std::string>() : found->second.get<std::vector<std::string>>();
+        });
+    object->registerMethod("StartDiscovery").onInterface(adapterInterface).implementedAs([this] {
+        count("StartDiscovery");
+        if (!isPowered_) {
+            throw sdbus::Error("org.bluez.Error.NotReady", "Resource Not Ready");
+        }
+        isDiscovering_ = true;
+        loop_.post([this] { discover(); });
+    });
+    object->registerMethod("StopDiscovery").onInterface(adapterInterface).implementedAs([this] {
+        count("StopDiscovery");
+        isDiscovering_ = false;
+    });
+    object->finishRegistration();
+    object->emitInterfacesAddedSignal({adapterInterface});
+    objects_[adapter_] = std::move(object);
+}
+
+void FakeBlueZ::removeAdapter(const std::string& name) {
+    sync([&] {
+        const std::string path = "/org/bluez/" + name;
+        for (auto& [address, device] : devices_) {
+            device->isConnected = device->isResolved = false;
+            if (device->isKnown) {
+                removeBelow(devicePath(*device));
+            }
+            device->isKnown = false;
+        }
+        removeBelow(path);
+        isDiscovering_ = false;
+        adapter_.clear();
+    });
+}
+
+void FakeBlueZ::setPowered(const std::string&, bool isPowered) {
+    sync([&] {
+        isPowered_ = isPowered;
+        isDiscovering_ = false;
+        if (!isPowered) {
+            for (auto& [address, device] : devices_) {
+                setConnected(*device, false);
+            }
+        }
+        objects_.at(adapter_)->emitPropertiesChangedSignal(adapterInterface, {"Powered", "Discovering"});
+    });
+}
+
+// Devices.
+
+std::string FakeBlueZ::devicePath(const FakeDevice& device) const {
+    std::string path = adapter_ + "/dev_" + device.address;
+    std::replace(path.begin(), path.end(), ':', '_');
+    return path;
+}
+
+void FakeBlueZ::addDevice(FakeDevice device) {
+    sync([&] {
+        auto& added = devices_[device.address];
+        added = std::make_unique<FakeDevice>(std::move(device));
+        if (added->isBonded && connection_ && !adapter_.empty()) {
+            exportDevice(*added);
+        }
+        advertise(*added);
+    });
+}
+
+void FakeBlueZ::change(const std::string& address, const std::function<void(FakeDevice&)>& change) {
+    sync([&] {
+        FakeDevice& device = *devices_.at(address);
+        const std::string before = device.name;
+        change(device);
+        if (device.isKnown && device.name != before) {
+            objects_.at(devicePath(device))->emitPropertiesChangedSignal(deviceInterface, {"Name"});
+        }
+        advertise(device);
+    });
+}
+
+void FakeBlueZ::discover() {
+    for (auto& [address, device] : devices_) {
+        advertise(*device);
+    }
+}
+
+void FakeBlueZ::advertise(FakeDevice& device) {
+    const bool isMatch =
+        filter_.empty() || std::any_of(filter_.begin(), filter_.end(), [&](const auto& service) {
+            return std::find(device.services.begin(), device.services.end(), service) != device.services.end();
+        });
+    if (!isDiscovering_ || !device.isAdvertising || device.isConnected || !isMatch) {
+        return;
+    }
+    if (!device.isKnown) {
+        exportDevice(device);
+    } else {
+        objects_.at(devicePath(device))
+            ->emitPropertiesChangedSignal(deviceInterface, {"RSSI", "ManufacturerData", "UUIDs"});
+    }
+}
+
+void FakeBlueZ::exportDevice(FakeDevice& device) {
+    device.isKnown = true;
+    const std::string path = devicePath(device);
+    auto object = sdbus::createObject(*connection_, path);
+    const auto property = [&](const char* name, auto getter) {
+        object->registerProperty(name).onInterface(deviceInterface).withGetter(std::move(getter));
+    };
+    FakeDevice* raw = &device;
+    property("Address", [raw] { return raw->address; });
+    property("Name", [raw] { return raw->name; });
+    property("UUIDs", [raw] { return raw->services; });
+    property("Paired", [raw] { return raw->isBonded; });
+    property("Connected", [raw] { return raw->isConnected; });
+    property("ServicesResolved", [raw] { return raw->isResolved; });
+    if (device.isAdvertising && isDiscovering_) {
+        property("RSSI", [raw] { return raw->rssi; });
+    }
+    property("ManufacturerData", [raw] {
+        std::map<std::uint16_t, sdbus::Variant> data;
+        for (const auto& [company, bytes] : raw->manufacturer) {
+            data.emplace(company, sdbus::Variant(bytes));
+        }
+        return data;
+    });
+    object->registerMethod("Connect").onInterface(deviceInterface).implementedAs([this, raw](sdbus::Result<>&& result) {
+        count("Connect");
+        connect(*raw, std::move(result));
+    });
+    object->registerMethod("Disconnect").onInterface(deviceInterface).implementedAs([this, raw] {
+        count("Disconnect");
+        for (const auto& result : std::exchange(held_, {})) {
+            result.returnError(sdbus::Error("org.bluez.Error.Failed", "le-connection-abort-by-local"));
+        }
+        if (!raw->isConnected) {
+            throw sdbus::Error("org.bluez.Error.NotConnected", "Not Connected");
+        }
+        setConnected(*raw, false);
+    });
+    object->finishRegistration();
+    object->emitInterfacesAddedSignal({deviceInterface});
+    objects_[path] = std::move(object);
+}
+
+void FakeBlueZ::connect(FakeDevice& device, sdbus::Result<> result) {
+    if (device.holdsConnect) {
+        held_.push_back(std::move(result));
+        return;
+    }
+    if (!device.connectFailures.empty()) {
+        result.returnError(errorOf(device.connectFailures.front()));
+        device.connectFailures.pop_front();
+        return;
+    }
+    if (!device.isAdvertising) {
+        result.returnError(sdbus::Error("org.bluez.Error.Failed", "le-connection-abort-by-local"));
+        return;
+    }
+    setConnected(device, true);
+    result.returnResults();
+}
+
+void FakeBlueZ::setConnected(FakeDevice& device, bool isConnected) {
+    if (device.isConnected == isConnected) {
+        return;
+    }
+    device.isConnected = isConnected;
+    auto& object = *objects_.at(devicePath(device));
+    if (isConnected) {
+        object.emitPropertiesChangedSignal(deviceInterface, {"Connected"});
+        exportGatt(device, !device.exportsLate);
+        device.isResolved = true;
+        object.emitPropertiesChangedSignal(deviceInterface, {"ServicesResolved"});
+        return;
+    }
+    for (auto& service : device.gatt) {
+        for (auto& characteristic : service.characteristics) {
+            ::close(std::exchange(characteristic.socket, -1));
+            characteristic.isNotifying = false;
+        }
+    }
+    removeBelow(devicePath(device) + "/");
+    device.isResolved = false;
+    object.emitPropertiesChangedSignal(deviceInterface, {"ServicesResolved", "Connected"});
+}
+
+void FakeBlueZ::connectByAnother(const std::string& address) {
+    sync([&] {
+        FakeDevice& device = *devices_.at(address);
+        if (!device.isKnown) {
+            exportDevice(device);
+        }
+        setConnected(device, true);
+    });
+}
+
+void FakeBlueZ::dropConnection(const std::string& address) {
+    sync([&] { setConnected(*devices_.at(address), false); });
+}
+
+void FakeBlueZ::leaveRange(const std::string& address) {
+    sync([&] {
+        FakeDevice& device = *devices_.at(address);
+        device.isAdvertising = false;
+        setConnected(device, false);
+        if (!device.isBonded && std::exchange(device.isKnown, false)) {
+            removeBelow(devicePath(device));
+        }
+    });
+}
+
+void FakeBlueZ::enterRange(const std::string& address) {
+    change(address, [](FakeDevice& device) { device.isAdvertising = true; });
+}
+
+// Attributes.
+
+void FakeBlueZ::exportGatt(FakeDevice& device, bool withCharacteristics) {
+    int handle = 16;
+    for (auto& service : device.gatt) {
+        const std::string path = devicePath(device) + "/service00" + std::to_string(handle++);
+        auto object = sdbus::createObject(*connection_, path);
+        object->registerProperty("UUID").onInterface(gattServiceInterface).withGetter([uuid = service.uuid] {
+            return uuid;
+        });
+        object->finishRegistration();
+        object->emitInterfacesAddedSignal({gattServiceInterface});
+        objects_[path] = std::move(object);
+        for (auto& characteristic : service.characteristics) {
+            const std::string below = path + "/char00" + std::to_string(handle++);
+            if (withCharacteristics) {
+                exportCharacteristic(characteristic, below);
+            }
+        }
+    }
+}
+
+void FakeBlueZ::exportCharacteristics(const std::string& address) {
+    sync([&] {
+        FakeDevice& device = *devices_.at(address);
+        int handle = 16;
+        for (auto& service : device.gatt) {
+            const std::string path = devicePath(device) + "/service00" + std::to_string(handle++);
+            for (auto& characteristic : service.characteristics) {
+                exportCharacteristic(characteristic, path + "/char00" + std::to_string(handle++));
+            }
+        }
+    });
+}
+
+void FakeBlueZ::exportCharacteristic(FakeCharacteristic& characteristic, const std::string& path) {
+    auto object = sdbus::createObject(*connection_, path);
+    FakeCharacteristic* raw = &characteristic;
+    sdbus::IObject* signals = object.get();
+    const auto property = [&](const char* name, auto getter) {
+        object->registerProperty(name).onInterface(gattCharacteristicInterface).withGetter(std::move(getter));
+    };
+    const auto requireAgreement = [raw] {
+        if (raw->refusal) {
+            throw errorOf(*raw->refusal);
+        }
+    };
+    property("UUID", [raw] { return raw->uuid; });
+    property("Flags", [raw] { return raw->flags; });
+    property("Value", [raw] { return raw->value; });
+    property("MTU", [raw] { return raw->mtu; });
+    object->registerMethod("ReadValue")
+        .onInterface(gattCharacteristicInterface)
+        .implementedAs([this, raw, signals](sdbus::Result<Bytes>&& result, const Options&) {
+            count("ReadValue");
+            if (raw->holdsRead) {
+                heldReads_.push_back(std::move(result));
+            } else if (raw->refusal) {
+                result.returnError(errorOf(*raw->refusal));
+            } else {
+                signals->emitPropertiesChangedSignal(gattCharacteristicInterface, {"Value"});
+                result.returnResults(raw->value);
+            }
+        });
+    object->registerMethod("WriteValue")
+        .onInterface(gattCharacteristicInterface)
+        .implementedAs([this, raw, requireAgreement](const Bytes& value, const Options& options) {
+            count("WriteValue");
+            requireAgreement();
+            if (raw->socket >= 0) {
+                std::array<char, 1> byte{};
+                if (::recv(raw->socket, byte.data(), byte.size(), MSG_PEEK | MSG_DONTWAIT) != 0) {
+                    throw sdbus::Error("org.bluez.Error.NotPermitted", "Write acquired");
+                }
+                ::close(std::exchange(raw->socket, -1));
+            }
+            const bool isCommand = options.at("type").get<std::string>() == "command";
+            (isCommand ? raw->commands : raw->written).push_back(value);
+        });
+    object->registerMethod("StartNotify")
+        .onInterface(gattCharacteristicInterface)
+        .implementedAs([this, raw, requireAgreement] {
+            count("StartNotify");
+            requireAgreement();
+            raw->isNotifying = true;
+        });
+    object->registerMethod("StopNotify").onInterface(gattCharacteristicInterface).implementedAs([this, raw] {
+        count("StopNotify");
+        raw->isNotifying = false;
+    });
+    object->registerMethod("AcquireWrite")
+        .onInterface(gattCharacteristicInterface)
+        .implementedAs([this, raw](const Options&) {
+            count("AcquireWrite");
+            if (!raw->givesSocket) {
+                throw sdbus::Error("org.bluez.Error.NotSupported", "Operation is not supported");
+            }
+            std::array<int, 2> ends{};
+            if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends.data()) != 0) {
+                throw sdbus::Error("org.bluez.Error.Failed", "no socket");
+            }
+            ::close(std::exchange(raw->socket, ends[0]));
+            return std::tuple(sdbus::UnixFd(ends[1], sdbus::adopt_fd), raw->mtu);
+        });
+    object->finishRegistration();
+    object->emitInterfacesAddedSignal({gattCharacteristicInterface});
+    objects_[path] = std::move(object);
+}
+
+void FakeBlueZ::removeBelow(const std::string& path) {
+    while (true) {
+        const auto found = objects_.lower_bound(path);
+        if (found == objects_.end() || !found->first.starts_with(path)) {
+            return;
+        }
+        std::vector<std::string> interfaces;
+        const bool isCharacteristic = found->first.find("/char") != std::string::npos;
+        const bool isService = found->first.find("/service") != std::string::npos;
+        const bool isDevice = found->first.find("/dev_") != std::string::npos;
+        found->second->emitInterfacesRemovedSignal({isCharacteristic ? gattCharacteristicInterface
+                                                    : isService      ? gattServiceInterface
+                                                    : isDevice       ? deviceInterface
+                                                                     : adapterInterface});
+        objects_.erase(found);
+    }
+}
+
+FakeCharacteristic& FakeBlueZ::find(const std::string& address, const std::string& uuid, std::string* path) {
+    FakeDevice& device = *devices_.at(address);
+    int handle = 16;
+    for (auto& service : device.gatt) {
+        const std::string servicePath = devicePath(device) + "/service00" + std::to_string(handle++);
+        for (auto& characteristic : service.characteristics) {
+            const std::string below = servicePath + "/char00" + std::to_string(handle++);
+            if (characteristic.uuid == uuid) {
+                if (path) {
+                    *path = below;
+                }
+                return characteristic;
+            }
+        }
+    }
+    throw std::out_of_range("no characteristic " + uuid);
+}
+
+void FakeBlueZ::removeService(const std::string& address, const std::string& uuid) {
+    sync([&] {
+        FakeDevice& device = *devices_.at(address);
+        int handle = 16;
+        for (const auto& service : device.gatt) {
+            const std::string path = devicePath(device) + "/service00" + std::to_string(handle++);
+            handle += static_cast<int>(service.characteristics.size());
+            if (service.uuid == uuid) {
+                removeBelow(path);
+            }
+        }
+    });
+}
+
+void FakeBlueZ::notify(const std::string& address, const std::string& uuid, const Bytes& value) {
+    sync([&] {
+        std::string path;
+        FakeCharacteristic& characteristic = find(address, uuid, &path);
+        if (characteristic.isNotifying) {
+            characteristic.value = value;
+            objects_.at(path)->emitPropertiesChangedSignal(gattCharacteristicInterface, {"Value"});
+        }
+    });
+}
+
+std::optional<Bytes> FakeBlueZ::receive(const std::string& address, const std::string& uuid) {
+    constexpr int patience = 10'000;
+    const int socket = characteristic(address, uuid).socket;
+    pollfd entry{socket, POLLIN, 0};
+    if (socket < 0 || ::poll(&entry, 1, patience) <= 0) {
+        return std::nullopt;
+    }
+    Bytes value(1024);
+    const auto count = ::recv(socket, value.data(), value.size(), MSG_DONTWAIT);
+    if (count <= 0) {
+        return std::nullopt;
+    }
+    value.resize(static_cast<std::size_t>(count));
+    return value;
+}
+
+int FakeBlueZ::packetsIn(const std::string& address, const std::string& uuid) {
+    const int socket = characteristic(address, uuid).socket;
+    Bytes value(1024);
+    while (::recv(socket, value.data(), value.size(), MSG_DONTWAIT) > 0) {
+        ++taken_[uuid];
+    }
+    return taken_[uuid];
+}
+
+// Questions.
+
+FakeDevice FakeBlueZ::device(const std::string& address) {
+    FakeDevice copy;
+    sync([&] { copy = *devices_.at(address); });
+    return copy;
+}
+
+FakeCharacteristic FakeBlueZ::characteristic(const std::string& address, const std::string& uuid) {
+    FakeCharacteristic copy;
+    sync([&] { copy = find(address, uuid); });
+    return copy;
+}
+
+bool FakeBlueZ::isDiscovering() {
+    bool isDiscovering = false;
+    sync([&] { isDiscovering = isDiscovering_; });
+    return isDiscovering;
+}
+
+std::vector<std::string> FakeBlueZ::filteredServices() {
+    std::vector<std::string> services;
+    sync([&] { services = filter_; });
+    return services;
+}
+
+int FakeBlueZ::calls(const std::string& method) {
+    int calls = 0;
+    sync([&] { calls = calls_[method]; });
+    return calls;
+}
+
+bool FakeBlueZ::askAgent(const std::string& address) {
+    std::string path;
+    std::string agent;
+    std::string owner;
+    sync([&] {
+        path = devicePath(*devices_.at(address));
+        agent = agent_;
+        owner = agentOwner_;
+    });
+    const auto connection = sdbus::createSessionBusConnectionWithAddress(busAddress_);
+    const auto proxy = sdbus::createProxy(*connection, owner, agent);
+    try {
+        proxy->callMethod("RequestAuthorization").onInterface(agentInterface).withArguments(sdbus::ObjectPath(path));
+        return true;
+    } catch (const sdbus::Error&) {
+        return false;
+    }
+}
+
+} // namespace tarnel::test

@@ -1,0 +1,137 @@
+#pragma once
+
+#include <TarnelLinux/bluez/Bus.hpp>
+#include <TarnelLinux/bluez/EventLoop.hpp>
+#include <TarnelSDK/platform/Bytes.hpp>
+
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tarnel::test {
+
+struct FakeCharacteristic {
+    std::string uuid;
+    std::vector<std::string> flags;
+    Bytes value{};
+    std::optional<bluez::Failure> refusal{}; ///< of every request
+    std::uint16_t mtu = 517;
+    bool givesSocket = true;
+    bool holdsRead = false; ///< reading is not answered
+
+    bool isNotifying = false;
+    int socket = -1;               ///< the daemon's end
+    std::vector<Bytes> written{};  ///< by requests
+    std::vector<Bytes> commands{}; ///< by method calls without response
+};
+
+struct FakeService {
+    std::string uuid;
+    std::vector<FakeCharacteristic> characteristics{};
+};
+
+struct FakeDevice {
+    std::string address;
+    std::string name = "Glasses";
+    std::vector<std::string> services{}; ///< advertised
+    std::map<std::uint16_t, Bytes> manufacturer{};
+    std::int16_t rssi = -50;
+    bool isAdvertising = true;
+    bool isBonded = false;
+    std::vector<FakeService> gatt{};
+    bool exportsLate = false; ///< characteristics only when told
+    std::deque<bluez::Failure> connectFailures{};
+    bool holdsConnect = false; ///< connecting is not answered
+
+    bool isKnown = false; ///< has an object
+    bool isConnected = false;
+    bool isResolved = false;
+};
+
+/// Plays the Bluetooth daemon: adapters, devices and their attributes as BlueZ 5.66 exports them. What happens on the
+/// radio is a verb. Any thread; all of it runs on a thread of its own.
+class FakeBlueZ {
+public:
+    explicit FakeBlueZ(std::string busAddress);
+    ~FakeBlueZ();
+    FakeBlueZ(const FakeBlueZ&) = delete;
+    FakeBlueZ& operator=(const FakeBlueZ&) = delete;
+
+    /// Comes up on the bus, or goes from it without a word.
+    void start();
+    void crash();
+
+    void addAdapter(const std::string& name, bool isPowered = true);
+    void removeAdapter(const std::string& name);
+    void setPowered(const std::string& name, bool isPowered);
+
+    /// A device on the radio. It has an object once it is discovered, or at once when it is bonded.
+    void addDevice(FakeDevice device);
+    /// Changes a device; an adapter that discovers hears it if it advertises.
+    void change(const std::string& address, const std::function<void(FakeDevice&)>& change);
+    /// The device goes without a word, or returns.
+    void dropConnection(const std::string& address);
+    void leaveRange(const std::string& address);
+    void enterRange(const std::string& address);
+    void connectByAnother(const std::string& address);
+    void exportCharacteristics(const std::string& address);
+    void removeService(const std::string& address, const std::string& uuid);
+    void notify(const std::string& address, const std::string& uuid, const Bytes& value);
+
+    /// The next packet in the socket of the characteristic, waiting for it; empty when none comes.
+    std::optional<Bytes> receive(const std::string& address, const std::string& uuid);
+
+    /// How many packets wait in the socket. They are taken out.
+    int packetsIn(const std::string& address, const std::string& uuid);
+
+    FakeDevice device(const std::string& address);
+    FakeCharacteristic characteristic(const std::string& address, const std::string& uuid);
+    bool isDiscovering();
+    std::vector<std::string> filteredServices();
+    /// Asks the registered agent for an authorization; whether it agrees.
+    bool askAgent(const std::string& address);
+    /// How often the method was called.
+    int calls(const std::string& method);
+
+private:
+    class Object;
+
+    void sync(const std::function<void()>& task);
+    void advertise(FakeDevice& device);
+    void discover();
+    std::string devicePath(const FakeDevice& device) const;
+    void exportAdapter();
+    void exportDevice(FakeDevice& device);
+    void exportGatt(FakeDevice& device, bool withCharacteristics);
+    void exportCharacteristic(FakeCharacteristic& characteristic, const std::string& path);
+    void removeBelow(const std::string& path);
+    void setConnected(FakeDevice& device, bool isConnected);
+    void connect(FakeDevice& device, sdbus::Result<> result);
+    FakeCharacteristic& find(const std::string& address, const std::string& uuid, std::string* path = nullptr);
+    void count(const std::string& method) { ++calls_[method]; }
+
+    const std::string busAddress_;
+    std::unique_ptr<sdbus::IConnection> connection_;
+    std::map<std::string, std::unique_ptr<sdbus::IObject>> objects_;
+    std::string adapter_;
+    bool isPowered_ = false;
+    bool isDiscovering_ = false;
+    std::vector<std::string> filter_;
+    std::map<std::string, std::unique_ptr<FakeDevice>> devices_;
+    std::vector<sdbus::Result<>> held_;
+    std::vector<sdbus::Result<Bytes>> heldReads_;
+    std::map<std::string, int> taken_;
+    std::string agent_;
+    std::string agentOwner_;
+    std::map<std::string, int> calls_;
+    bluez::EventLoop loop_;
+};
+
+} // namespace tarnel::test

@@ -1,0 +1,130 @@
+#include <TarnelLinux/LinuxPlatform.hpp>
+#include <TarnelLinux/SystemClock.hpp>
+#include <TarnelLinux/SystemRandom.hpp>
+#include <TarnelSDK/platform/Platform.hpp>
+
+#include <gtest/gtest.h>
+#include <support/Command.hpp>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <iterator>
+
+namespace tarnel {
+namespace {
+
+using namespace std::chrono_literals;
+
+class NoBluetooth final : public platform::BluetoothProvider {
+public:
+    std::shared_ptr<platform::BluetoothCentral> makeCentral(std::weak_ptr<platform::BluetoothCentralDelegate>,
+                                                            std::shared_ptr<platform::Queue>,
+                                                            platform::CentralOptions) override {
+        return nullptr;
+    }
+};
+
+/// Sets a variable of this process for as long as it lives.
+class Variable {
+public:
+    Variable(const char* name, const std::string& value) : name_(name) {
+        if (const char* old = std::getenv(name)) {
+            old_ = old;
+        }
+        ::setenv(name, value.c_str(), 1);
+    }
+    ~Variable() {
+        if (old_) {
+            ::setenv(name_, old_->c_str(), 1);
+        } else {
+            ::unsetenv(name_);
+        }
+    }
+    Variable(const Variable&) = delete;
+    Variable& operator=(const Variable&) = delete;
+
+private:
+    const char* name_;
+    std::optional<std::string> old_;
+};
+
+long openFiles() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+TEST(SystemClock, tellsTheTimeOfDayInTheUsersZone) {
+    const Variable zone("TZ", "XXX-5:45");
+    ::tzset();
+    const platform::TimePoint time(1'700'000'000s + 123ns);
+    const auto local = SystemClock().localTime(time);
+    EXPECT_EQ(local.year, 2023);
+    EXPECT_EQ(local.month, 11);
+    EXPECT_EQ(local.day, 15);
+    EXPECT_EQ(local.hour, 3);
+    EXPECT_EQ(local.minute, 58);
+    EXPECT_EQ(local.second, 20);
+    EXPECT_EQ(local.nanosecond, 123);
+}
+
+TEST(SystemClock, countsDownToTheEpochAndBeyond) {
+    const Variable zone("TZ", "UTC0");
+    ::tzset();
+    const auto local = SystemClock().localTime(platform::TimePoint(-1ns));
+    EXPECT_EQ(local.year, 1969);
+    EXPECT_EQ(local.second, 59);
+    EXPECT_EQ(local.nanosecond, 999'999'999);
+}
+
+TEST(SystemClock, goesWithTheMachine) {
+    const auto before = std::chrono::system_clock::now();
+    const auto now = SystemClock().now();
+    EXPECT_LE(before, now);
+    EXPECT_LE(now, std::chrono::system_clock::now());
+}
+
+TEST(SystemRandom, fillsTheWholeSpan) {
+    SystemRandom random;
+    std::array<std::uint8_t, 4096> bytes{};
+    ASSERT_TRUE(random.fill(bytes));
+    EXPECT_GT(std::count_if(bytes.end() - 64, bytes.end(), [](auto byte) { return byte != 0; }), 32);
+    std::array<std::uint8_t, 4096> others{};
+    ASSERT_TRUE(random.fill(others));
+    EXPECT_NE(bytes, others);
+    EXPECT_TRUE(random.fill({}));
+}
+
+TEST(LinuxPlatform, keepsSettingsFromOneRunToTheNext) {
+    const test::TemporaryFolder folder;
+    const Variable configuration("XDG_CONFIG_HOME", folder.path().string());
+    for (int run = 0; run < 3; ++run) {
+        const LinuxPlatform linuxPlatform(
+            {.identifier = "org.example.reader", .bluetooth = std::make_shared<NoBluetooth>()});
+        const auto& services = platform::Platform::current().services();
+        EXPECT_EQ(services.application->bundleIdentifier(), "org.example.reader");
+        EXPECT_EQ(services.userDefaults->object("runs").integer().value_or(0), run);
+        services.userDefaults->set("runs", run + 1);
+    }
+}
+
+TEST(LinuxPlatform, leavesNoFileOpen) {
+    const test::TemporaryFolder folder;
+    const Variable configuration("XDG_CONFIG_HOME", folder.path().string());
+    const auto run = [] {
+        const LinuxPlatform linuxPlatform(
+            {.identifier = "org.example.reader", .bluetooth = std::make_shared<NoBluetooth>()});
+        platform::Platform::current().services().userDefaults->set("a", 1);
+        platform::Platform::current().services().userDefaults->synchronize();
+        EXPECT_EQ(platform::Platform::current().services().userDefaults->object("a"), Value(1));
+    };
+    run();
+    const auto before = openFiles();
+    run();
+    EXPECT_EQ(openFiles(), before);
+}
+
+} // namespace
+} // namespace tarnel
