@@ -12,6 +12,7 @@ SimulatedWorld::SimulatedWorld(const WorldOptions& options)
       random_(std::make_shared<SimulatedRandom>(options.seed)),
       userDefaults_(std::make_shared<MemoryUserDefaults>(options.bundleIdentifier.value_or(std::string()))),
       application_(std::make_shared<SettableApplication>(options.bundleIdentifier)),
+      userNotifications_(MemoryUserNotifications::make(scheduler_->mainQueue(), application_)),
       radio_(Radio::make(
           *scheduler_,
           [scheduler = std::weak_ptr(scheduler_)] {
@@ -45,7 +46,8 @@ void SimulatedWorld::install() {
                                  .random = random_,
                                  .application = application_,
                                  .userDefaults = userDefaults_,
-                                 .bluetooth = bluetooth_});
+                                 .bluetooth = bluetooth_,
+                                 .userNotifications = userNotifications_});
 }
 
 } // namespace tarnel::glasses

@@ -5,6 +5,7 @@
 #include <TarnelGlasses/SimulatedGlasses.hpp>
 #include <TarnelSDK/platform/Platform.hpp>
 #include <TarnelSDK/schedulers/MemoryUserDefaults.hpp>
+#include <TarnelSDK/schedulers/MemoryUserNotifications.hpp>
 #include <TarnelSDK/schedulers/SettableApplication.hpp>
 #include <TarnelSDK/schedulers/SimulatedRandom.hpp>
 #include <TarnelSDK/schedulers/SimulatedScheduler.hpp>
@@ -42,6 +43,7 @@ public:
     SimulatedBluetooth& bluetooth() { return *bluetooth_; }
     MemoryUserDefaults& userDefaults() { return *userDefaults_; }
     SettableApplication& application() { return *application_; }
+    MemoryUserNotifications& userNotifications() { return *userNotifications_; }
     SimulatedRandom& random() { return *random_; }
 
     /// One more pair of glasses within range.
@@ -66,6 +68,7 @@ private:
     std::shared_ptr<SimulatedRandom> random_;
     std::shared_ptr<MemoryUserDefaults> userDefaults_;
     std::shared_ptr<SettableApplication> application_;
+    std::shared_ptr<MemoryUserNotifications> userNotifications_;
     std::shared_ptr<Radio> radio_;
     std::shared_ptr<SimulatedBluetooth> bluetooth_;
 };

@@ -26,11 +26,13 @@ public:
     explicit FakeHosts(std::shared_ptr<platform::Queue> queue) : queue_(std::move(queue)) {}
 
     std::shared_ptr<platform::Queue> queue() const override { return queue_; }
+    std::shared_ptr<Tarnel> currentDevice() const override { return current.lock(); }
     void connect(const std::shared_ptr<Tarnel>&) override { ++connects; }
     void disconnect(const std::shared_ptr<Tarnel>&) override { ++disconnects; }
     void linkDevice(const std::shared_ptr<Tarnel>&) override { ++links; }
     void unlinkDevice(const std::shared_ptr<Tarnel>&) override { ++unlinks; }
 
+    std::weak_ptr<Tarnel> current;
     int connects = 0;
     int disconnects = 0;
     int links = 0;

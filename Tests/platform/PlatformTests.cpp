@@ -131,7 +131,7 @@ TEST_F(PlatformTest, MistakesStopTheProgram) {
     EXPECT_DEATH(TestPlatform(), "one platform is installed at a time");
 }
 
-TEST_F(PlatformTest, EveryServiceIsRequired) {
+TEST_F(PlatformTest, EveryServiceButTheUserNotificationsIsRequired) {
     Services services;
     {
         const TestPlatform platform;
@@ -148,6 +148,10 @@ TEST_F(PlatformTest, EveryServiceIsRequired) {
     installWithout(&Services::application);
     installWithout(&Services::userDefaults);
     installWithout(&Services::bluetooth);
+    services.userNotifications.reset();
+    Platform::install(services);
+    EXPECT_EQ(Platform::current().services().userNotifications, nullptr);
+    Platform::tearDown();
 }
 
 struct Greeter {

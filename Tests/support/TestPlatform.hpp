@@ -2,6 +2,7 @@
 
 #include <TarnelSDK/platform/Platform.hpp>
 #include <TarnelSDK/schedulers/MemoryUserDefaults.hpp>
+#include <TarnelSDK/schedulers/MemoryUserNotifications.hpp>
 #include <TarnelSDK/schedulers/SettableApplication.hpp>
 #include <TarnelSDK/schedulers/SimulatedClock.hpp>
 #include <TarnelSDK/schedulers/SimulatedRandom.hpp>
@@ -34,6 +35,7 @@ struct TestPlatformOptions {
     std::shared_ptr<platform::BluetoothProvider> bluetooth = std::make_shared<NoBluetooth>();
     std::optional<std::filesystem::path> documentDirectory = std::nullopt;
     std::shared_ptr<SimulatedScheduler> scheduler = nullptr; ///< empty: one of `seed`
+    bool hasUserNotifications = true;
 };
 
 /// Installs a platform of virtual time for as long as it lives: nothing happens until the test moves the scheduler.
@@ -47,8 +49,8 @@ public:
           clock(std::make_shared<SimulatedClock>(scheduler)), random(std::make_shared<SimulatedRandom>(options.seed)),
           trace_(__FILE__, __LINE__, "seed " + std::to_string(scheduler->seed())) {
         application->setDocumentDirectory(std::move(options.documentDirectory));
-        platform::Platform::install(
-            {scheduler, clock, random, application, userDefaults, std::move(options.bluetooth)});
+        platform::Platform::install({scheduler, clock, random, application, userDefaults, std::move(options.bluetooth),
+                                     options.hasUserNotifications ? userNotifications : nullptr});
     }
     ~TestPlatform() { platform::Platform::tearDown(); }
     TestPlatform(const TestPlatform&) = delete;
@@ -65,6 +67,8 @@ public:
     const std::shared_ptr<SimulatedRandom> random;
     const std::shared_ptr<SettableApplication> application = std::make_shared<SettableApplication>(bundleIdentifier);
     const std::shared_ptr<MemoryUserDefaults> userDefaults = std::make_shared<MemoryUserDefaults>(bundleIdentifier);
+    const std::shared_ptr<MemoryUserNotifications> userNotifications =
+        MemoryUserNotifications::make(scheduler->mainQueue(), application);
 
 private:
     const ::testing::ScopedTrace trace_;

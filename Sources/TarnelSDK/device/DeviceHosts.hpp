@@ -23,6 +23,8 @@ public:
 class DeviceRegistry {
 public:
     virtual ~DeviceRegistry() = default;
+    /// The device that the application uses; empty when none is linked.
+    virtual std::shared_ptr<Tarnel> currentDevice() const = 0;
     virtual void linkDevice(const std::shared_ptr<Tarnel>& device) = 0;
     virtual void unlinkDevice(const std::shared_ptr<Tarnel>& device) = 0;
 };

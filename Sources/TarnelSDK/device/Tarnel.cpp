@@ -34,6 +34,9 @@ std::shared_ptr<Tarnel> Tarnel::make(UUID uuid, platform::PeripheralPointer peri
         device->setPeripheralID(peripheral->identifier());
         device->setPeripheral(std::move(peripheral));
     }
+    if (const auto& notifications = platform::Platform::current().services().userNotifications) {
+        notifications->setDelegate(device);
+    }
     return device;
 }
 

@@ -13,6 +13,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -29,7 +30,9 @@ class Peripheral;
 /// failure: what cannot be carried out (not connected, wrong layout) is dropped. All operations may be called on any
 /// thread; observers of `deviceStateChanged` are called on the thread that made the change, listeners of the bindables
 /// on the main queue.
-class Tarnel : public DisplayDevice, public std::enable_shared_from_this<Tarnel> {
+class Tarnel : public DisplayDevice,
+               public platform::UserNotificationDelegate,
+               public std::enable_shared_from_this<Tarnel> {
     struct Key {};
 
 public:
@@ -129,6 +132,21 @@ public:
     void sendData(Bytes data, ItemType type) override;
     void sendData(Bytes data);
     void sendTextData(Bytes data);
+
+    // Notifications of the host, which shares them with the glasses where the user lets it
+
+    /// Schedules a notification to the user, shown in 0.3 seconds. What goes wrong is printed.
+    void sendNotification(const std::string& title, const std::string& message);
+    /// With "isSoftwareUpdate" true in `userInfo` and glasses connected, opening or dismissing the notification posts
+    /// `NotificationName::version`.
+    void _sendNotification(const std::string& title, const std::string& message,
+                           const std::optional<Value::Dictionary>& userInfo);
+
+    /// The device made last is the host's notification delegate.
+    void willPresent(const platform::UserNotificationRequest& notification,
+                     const std::function<void(platform::PresentationOptions)>& completionHandler) override;
+    void didReceive(const platform::NotificationResponse& response,
+                    const std::function<void()>& completionHandler) override;
 
     bool isDisplayConnected() const override { return isConnected.value(); }
     Glypher& displayGlypher() override { return glypher; }

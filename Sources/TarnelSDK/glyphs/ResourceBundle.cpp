@@ -2,7 +2,7 @@
 #include <TarnelSDK/platform/Platform.hpp>
 
 #include <system_error>
-#include <vector>
+#include <utility>
 
 namespace tarnel {
 namespace {
@@ -14,12 +14,17 @@ std::vector<std::filesystem::path> resourceFolders() {
             folders.push_back(std::move(*folder));
         }
     }
-    folders.emplace_back(TARNEL_BUILT_RESOURCES);
-    folders.emplace_back(TARNEL_INSTALLED_RESOURCES);
+    for (auto& folder : sdkResourceFolders()) {
+        folders.push_back(std::move(folder));
+    }
     return folders;
 }
 
 } // namespace
+
+std::vector<std::filesystem::path> sdkResourceFolders() {
+    return {TARNEL_BUILT_RESOURCES, TARNEL_INSTALLED_RESOURCES};
+}
 
 std::optional<std::filesystem::path> findResourceBundle() {
     const auto folders = resourceFolders();

@@ -11,6 +11,10 @@ enum class ApplicationState { active, inactive, background };
 /// What the SDK asks about the application that hosts it. Called on any thread.
 class Application {
 public:
+    /// Notification that the platform posts when the application is about to leave `active`, without a sender, on any
+    /// thread.
+    static constexpr const char* willResignActive = "applicationWillResignActive";
+
     virtual ~Application() = default;
 
     /// Reverse-domain identifier, e.g. "org.example.reader"; empty when the application has none.

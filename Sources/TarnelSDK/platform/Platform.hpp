@@ -7,6 +7,7 @@
 #include <TarnelSDK/platform/Queue.hpp>
 #include <TarnelSDK/platform/Random.hpp>
 #include <TarnelSDK/platform/UserDefaults.hpp>
+#include <TarnelSDK/platform/UserNotifications.hpp>
 
 #include <memory>
 #include <mutex>
@@ -16,7 +17,7 @@
 
 namespace tarnel::platform {
 
-/// Everything from outside the process that the SDK uses. All are required.
+/// Everything from outside the process that the SDK uses. All but the last are required.
 struct Services {
     std::shared_ptr<Scheduler> scheduler;
     std::shared_ptr<Clock> clock;
@@ -24,6 +25,7 @@ struct Services {
     std::shared_ptr<Application> application;
     std::shared_ptr<UserDefaults> userDefaults;
     std::shared_ptr<BluetoothProvider> bluetooth;
+    std::shared_ptr<UserNotifications> userNotifications = nullptr; ///< empty: nothing can be shown to the user
 };
 
 /// The installed platform: its services, and the process-wide objects of the SDK that live on it.
@@ -32,7 +34,7 @@ struct Services {
 /// nothing. `install` and `tearDown` are called on the main thread, the rest on any.
 class Platform {
 public:
-    /// REQUIRES: none is installed, and every service is present.
+    /// REQUIRES: none is installed, and every required service is present.
     static void install(Services services);
 
     /// Shuts the scheduler down, then destroys the shared objects, last made first, then lets go of the services.

@@ -1,8 +1,12 @@
 #pragma once
 
-#include <TarnelSDK/platform/Application.hpp>
+#include <TarnelSDK/platform/Platform.hpp>
 
+#include <filesystem>
 #include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
 
 namespace tarnel {
 
@@ -37,9 +41,14 @@ public:
         const std::lock_guard lock(mutex_);
         bundleIdentifier_ = std::move(identifier);
     }
-    void setState(platform::ApplicationState state) {
+    /// Posts `willResignActive` first where it leaves `active` and is the installed platform's application.
+    void setState(platform::ApplicationState newState) {
+        if (state() == platform::ApplicationState::active && newState != platform::ApplicationState::active &&
+            platform::Platform::isInstalled() && platform::Platform::current().services().application.get() == this) {
+            platform::Platform::current().notificationCenter().post({willResignActive, nullptr, {}});
+        }
         const std::lock_guard lock(mutex_);
-        state_ = state;
+        state_ = newState;
     }
     void setDocumentDirectory(std::optional<std::filesystem::path> directory) {
         const std::lock_guard lock(mutex_);

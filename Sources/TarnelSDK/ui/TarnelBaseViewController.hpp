@@ -1,0 +1,69 @@
+#pragma once
+
+#include <TarnelSDK/device/NotificationNames.hpp>
+#include <TarnelSDK/device/Tarnel.hpp>
+#include <TarnelSDK/foundation/Bindable.hpp>
+#include <TarnelSDK/platform/NotificationCenter.hpp>
+#include <TarnelSDK/ui/ViewController.hpp>
+
+#include <memory>
+#include <vector>
+
+namespace tarnel {
+
+/// The base of a screen that drives the glasses. A screen takes the display by `startControl` (in `viewDidAppear`, say)
+/// and gives it back by `stopControl` (in `viewWillDisappear` and `onAppLeave`); this class calls neither by itself.
+///
+/// The hooks are called on the main queue, between `viewDidLoad` and the screen's end, and do nothing here.
+class TarnelBaseViewController : public ViewController {
+public:
+    using ViewController::ViewController;
+    ~TarnelBaseViewController() override;
+
+    /// Whether this screen holds the display.
+    virtual bool isActive() const { return isActive_; }
+    /// Seconds without input after which the display goes dark; taken with the next `startControl`.
+    virtual int displayTimeout() const { return displayTimeout_; }
+    virtual void setDisplayTimeout(int seconds) { displayTimeout_ = seconds; }
+    virtual bool hideStatusBar() const { return hideStatusBar_; }
+    virtual void setHideStatusBar(bool hides) { hideStatusBar_ = hides; }
+    virtual Layout layout() const { return layout_; }
+    virtual void setLayout(Layout layout) { layout_ = layout; }
+
+    /// Takes the display with `layout`, unless the screen has it or the application is in the background.
+    virtual void startControl();
+    /// Gives the display back, if the screen has it.
+    virtual void stopControl();
+
+    /// The glasses were tapped; "tap": how often (`Value`).
+    virtual void onTap(const platform::Notification& /*notification*/) {}
+    virtual void onDisplayTimeout() {}
+    /// "power_btn": how often it was pressed (`Value`).
+    virtual void onPowerButtonTap(const platform::Notification& /*notification*/) {}
+    /// The glasses are not connected, or none are linked: also reported at the start, and perhaps more than once.
+    virtual void onDisconnected() {}
+    /// The application is about to leave the front.
+    virtual void onAppLeave() {}
+    virtual void showPairingPicker();
+
+    void viewDidLoad() override;
+    /// Opens the picker when no glasses are linked.
+    void viewDidAppear(bool animated) override;
+
+private:
+    std::weak_ptr<TarnelBaseViewController> weakSelf();
+    void observe();
+    void watchCurrentDevice();
+    void linkChanged(bool isLinked);
+
+    bool isActive_ = false;
+    int displayTimeout_ = 180;
+    bool hideStatusBar_ = false;
+    Layout layout_ = Layout::canvas;
+    std::shared_ptr<BondListener<bool>> isConnectedListener_;
+    std::shared_ptr<BondListener<bool>> isLinkedListener_;
+    std::weak_ptr<Tarnel> watched_; ///< the device that `isConnectedListener_` is bound to
+    std::vector<platform::Observation> observations_;
+};
+
+} // namespace tarnel
