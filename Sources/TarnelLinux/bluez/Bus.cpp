@@ -177,12 +177,12 @@ void Bus::ownerChanged(const std::string& owner) {
     }
 }
 
-void Bus::added(const std::string& path, Interfaces interfaces) {
+void Bus::added(const std::string& path, const Interfaces& interfaces) {
     if (!isDaemonThere_) {
         return;
     }
-    for (auto& [interface, properties] : interfaces) {
-        objects_[path].insert_or_assign(interface, std::move(properties));
+    for (const auto& [interface, properties] : interfaces) {
+        objects_[path].insert_or_assign(interface, properties);
         listener_.interfaceAdded(path, interface);
     }
 }

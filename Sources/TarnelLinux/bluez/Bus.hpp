@@ -87,7 +87,7 @@ private:
     void gotObjects(sdbus::MethodReply* reply, const Failure* failure);
     void received(sdbus::Message& message);
     void ownerChanged(const std::string& owner);
-    void added(const std::string& path, Interfaces interfaces);
+    void added(const std::string& path, const Interfaces& interfaces);
     void removed(const std::string& path, const std::vector<std::string>& interfaces);
     void changed(const std::string& path, const std::string& interface, const Properties& properties,
                  const std::vector<std::string>& invalidated);

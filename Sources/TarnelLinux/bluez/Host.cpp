@@ -30,7 +30,7 @@ bool endsInName(const std::string& path, const std::string& name) {
 } // namespace
 
 std::shared_ptr<Host> Host::make(HostOptions options) {
-    const auto host = std::make_shared<Host>(std::move(options));
+    auto host = std::make_shared<Host>(std::move(options));
     host->loop_.post([weak = std::weak_ptr(host)] {
         if (const auto self = weak.lock()) {
             self->start();
