@@ -266,6 +266,17 @@ TEST(Picker, ShowingLinkedGlassesFollowsBluetoothOffAndOn) {
     EXPECT_THAT(desk.toolkit->shown, IsEmpty());
 }
 
+TEST(Picker, ScansWhicheverOfTheTwoSignsOfBluetoothComesLast) {
+    ScreensDesk desk;
+    desk.addGlasses("Mine");
+    desk.manager().isBluetoothEnabled.setValue(false);
+    const auto picker = desk.present();
+    EXPECT_FALSE(desk.manager().isScanning.value());
+    desk.manager().isBluetoothEnabled.setValue(true);
+    desk.world.advance(5s);
+    EXPECT_THAT(desk.rows(*picker), ElementsAre("Mine"));
+}
+
 TEST(Picker, TakesOverAScanThatIsUnderWay) {
     ScreensDesk desk;
     int others = 0;

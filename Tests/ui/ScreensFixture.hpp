@@ -70,7 +70,7 @@ public:
 
     /// A picker over the screen, whoever is linked.
     std::shared_ptr<TarnelPickerController> present() {
-        const auto picker = std::make_shared<TarnelPickerController>();
+        auto picker = std::make_shared<TarnelPickerController>();
         screen->present(picker, true);
         world.advance(std::chrono::seconds(1));
         return picker;

@@ -124,10 +124,9 @@ void TarnelPickerController::listen() {
     const auto weak = weakSelf();
     auto& center = platform::Platform::current().notificationCenter();
     observations_.clear();
+    // Posted on other threads, on which nobody may hold the last reference to a screen.
     observations_.push_back(center.observe(Bluetooth::peerRemovedPairingInfo, [weak](const auto& note) {
-        if (const auto self = weak.lock()) {
-            self->peerRemovedPair(note);
-        }
+        onMainQueue(weak, [note](TarnelPickerController& self) { self.peerRemovedPair(note); });
     }));
     observations_.push_back(center.observe(Bluetooth::scannedPeripheralChange, [weak](const auto& note) {
         const auto entry = note.userInfo.find("peripheral");
@@ -290,10 +289,6 @@ void TarnelPickerController::linked(const std::shared_ptr<Tarnel>& device) {
 }
 
 void TarnelPickerController::peerRemovedPair(const platform::Notification&) {
-    onMainQueue(weakSelf(), [](TarnelPickerController& self) { self.showPeerError(); });
-}
-
-void TarnelPickerController::showPeerError() {
     if (!isShown()) {
         return;
     }

@@ -69,7 +69,7 @@ public:
     /// Back to an empty list, without a scan.
     void reset();
     void updateView(bool isConnected);
-    /// Tells the user that the glasses have forgotten the pairing. Any thread.
+    /// Tells the user, while the picker is shown, that the glasses have forgotten the pairing.
     void peerRemovedPair(const platform::Notification& note);
 
     int numberOfSections() const override;
@@ -94,7 +94,6 @@ private:
     void scan();
     void found(const platform::PeripheralPointer& peripheral);
     void linked(const std::shared_ptr<Tarnel>& device);
-    void showPeerError();
 
     ButtonStack buttonStack_;
     Label label_;
