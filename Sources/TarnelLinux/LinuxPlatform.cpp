@@ -1,3 +1,4 @@
+#include <TarnelLinux/BlueZBluetooth.hpp>
 #include <TarnelLinux/LinuxApplication.hpp>
 #include <TarnelLinux/LinuxPlatform.hpp>
 #include <TarnelLinux/SQLiteUserDefaults.hpp>
@@ -20,7 +21,7 @@ LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
         .application = application_,
         .userDefaults = std::make_shared<SQLiteUserDefaults>(configurationFolder(processEnvironment()),
                                                              std::move(options.identifier)),
-        .bluetooth = std::move(options.bluetooth),
+        .bluetooth = options.bluetooth ? std::move(options.bluetooth) : std::make_shared<BlueZBluetooth>(),
     });
 }
 

@@ -16,7 +16,8 @@ struct LinuxPlatformOptions {
     /// The application's reverse-domain identifier, e.g. "org.example.reader"; it names the folder of the settings.
     std::string identifier;
     std::optional<std::filesystem::path> resourceDirectory = std::nullopt;
-    std::shared_ptr<platform::BluetoothProvider> bluetooth;
+    /// Nothing: BlueZ, on an adapter that is switched on.
+    std::shared_ptr<platform::BluetoothProvider> bluetooth = nullptr;
 };
 
 /// The platform of a Linux program, installed for as long as this object lives: settings in the user's configuration
