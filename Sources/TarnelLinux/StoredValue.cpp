@@ -121,7 +121,7 @@ private:
             }
             elements.push_back(*std::move(element));
         }
-        return Value(std::move(elements));
+        return std::optional<Value>(std::in_place, std::move(elements));
     }
 
     std::optional<Value> dictionary(int depth) {
@@ -138,7 +138,7 @@ private:
             }
             entries.insert_or_assign(std::string(key->begin(), key->end()), *std::move(element));
         }
-        return Value(std::move(entries));
+        return std::optional<Value>(std::in_place, std::move(entries));
     }
 
     std::optional<std::uint64_t> number(std::size_t size) {
