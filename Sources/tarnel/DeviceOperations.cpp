@@ -39,11 +39,6 @@ constexpr Cases<ItemType, 5> itemTypes{{
 constexpr auto smallestFontSize = static_cast<std::int64_t>(Glypher::minimumFontSize);
 constexpr auto largestFontSize = static_cast<std::int64_t>(Glypher::maximumFontSize);
 
-template <typename T>
-JSON orNull(const std::optional<T>& value) {
-    return value ? JSON(*value) : JSON();
-}
-
 JSON setLayout(Bridge& bridge, const Arguments& arguments) {
     bridge.device()->setLayout(arguments.choice("layout", layouts), static_cast<unsigned>(arguments.integer("timeout")),
                                arguments.boolean("hideStatusBar"));

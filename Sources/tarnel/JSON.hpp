@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -77,5 +78,10 @@ JSON parseJSON(std::string_view text);
 
 /// One line, without a line feed. Text that is no UTF-8 has its bad bytes replaced by U+FFFD.
 std::string text(const JSON& value);
+
+template <typename T>
+JSON orNull(const std::optional<T>& value) {
+    return value ? JSON(*value) : JSON();
+}
 
 } // namespace tarnel::command

@@ -47,11 +47,6 @@ Anchor anchorOf(const Arguments& arguments) {
     return arguments.has("anchor") ? arguments.choice("anchor", anchors) : Anchor::topLeft;
 }
 
-template <typename T>
-JSON orNull(const std::optional<T>& value) {
-    return value ? JSON(*value) : JSON();
-}
-
 JSON createImage(Bridge& bridge, const Arguments& arguments) {
     const auto device = bridge.device();
     return orNull(device->canvas.createImage(readObjectPicture(arguments.text("image")),

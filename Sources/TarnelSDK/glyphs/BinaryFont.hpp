@@ -91,6 +91,9 @@ struct BinaryFontMetrics {
     int leading = 0;
 };
 
+/// The most characters of a font: glyph ids have 16 bits, and 0 is never drawn.
+inline constexpr std::size_t maximumBinaryFontCharacters = 65'534;
+
 /// How many bits hold a value; 0 for 0. A negative value takes one more than its complement, for the sign.
 int bitsNeeded(int num);
 

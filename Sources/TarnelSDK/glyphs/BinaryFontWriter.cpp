@@ -10,7 +10,6 @@
 namespace tarnel {
 namespace {
 
-constexpr std::size_t maximumGlyphs = 65'534;
 /// Offsets into the bitmaps have 20 bits in a loader without large-font support.
 constexpr std::size_t maximumGlyphBytes = 1 << 20;
 /// The count has 9 bits in the loader.
@@ -329,7 +328,7 @@ std::variant<Bytes, BinaryFontError> writeBinaryFont(const BinaryFontMetrics& me
     if (glyphs.empty()) {
         return BinaryFontError{"there is nothing to draw"};
     }
-    if (glyphs.size() > maximumGlyphs) {
+    if (glyphs.size() > maximumBinaryFontCharacters) {
         return BinaryFontError{"the text has more than 65,534 different characters; use less text"};
     }
     if (const char* problem = whatIsTooLarge(metrics, glyphs)) {

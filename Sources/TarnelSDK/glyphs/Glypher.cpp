@@ -20,9 +20,6 @@ namespace {
 
 using platform::Platform;
 
-/// More would not fit in a font; they are not drawn only to be refused.
-constexpr std::size_t maximumCharacters = 65'534;
-
 struct ResourceFont {
     const char* file;
     bool isHan;
@@ -222,7 +219,8 @@ std::optional<Bytes> Glypher::toBinFont(std::string_view string, std::string_vie
         return std::nullopt;
     }
     const auto characters = charactersOfText(string);
-    if (characters.drawn.size() + characters.invisible.size() > maximumCharacters) {
+    if (characters.drawn.size() + characters.invisible.size() >
+        maximumBinaryFontCharacters) { // they are not drawn only to be refused
         log("the text has more than 65,534 different characters; use less text", {operation});
         return std::nullopt;
     }

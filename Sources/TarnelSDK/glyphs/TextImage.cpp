@@ -12,8 +12,6 @@
 namespace tarnel {
 namespace {
 
-constexpr double largestSide = 4096;
-
 /// Cut at its line feeds. An empty line keeps the attributes of its end, for its height.
 std::vector<AttributedString> linesOf(const AttributedString& string) {
     std::vector<AttributedString> lines(1);
@@ -51,7 +49,9 @@ Image text(const AttributedString& attributes, std::string_view locale) {
     }
     const double left = std::floor(std::min(box.x, 0.0));
     const double above = std::ceil(std::max(box.y + box.height, 0.0));
-    const auto side = [](double length) { return static_cast<int>(std::clamp(std::ceil(length), 0.0, largestSide)); };
+    const auto side = [](double length) {
+        return static_cast<int>(std::clamp<double>(std::ceil(length), 0, TextLine::largestSide));
+    };
     const CairoSurface surface(side(box.x + box.width - left), side(above - box.y));
     for (const PlacedLine& placed : lines) {
         placed.line.draw(surface.context(), -left, above + placed.baseline);

@@ -18,7 +18,6 @@ namespace tarnel {
 namespace {
 
 constexpr double defaultSize = 28;
-constexpr int largestSide = 4096;
 /// Shaping takes time that grows with the square of a run of marks.
 constexpr std::size_t longestRun = 1024;
 

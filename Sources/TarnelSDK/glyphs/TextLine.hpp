@@ -31,6 +31,9 @@ public:
         friend bool operator==(const Bounds&, const Bounds&) = default;
     };
 
+    /// The longest side of a picture of text, in pixels; what lies beyond is cut off.
+    static constexpr int largestSide = 4096;
+
     /// What the line looks like: `rgba8`, smooth, from the highest ascent to the lowest descent and as wide as the line
     /// leads, more where ink sticks out, and at most 4,096 pixels each way.
     struct Drawing {
