@@ -18,6 +18,8 @@ struct LinuxPlatformOptions {
     std::optional<std::filesystem::path> resourceDirectory = std::nullopt;
     /// Nothing: BlueZ, on an adapter that is switched on.
     std::shared_ptr<platform::BluetoothProvider> bluetooth = nullptr;
+    /// The user's language as a BCP 47 tag; nothing: what the environment says.
+    std::optional<std::string> locale = std::nullopt;
 };
 
 /// The platform of a Linux program, installed for as long as this object lives: settings in the user's configuration
