@@ -66,12 +66,18 @@ public:
     }
     void centralDisconnected(const std::string&) override { note("disconnected"); }
     void readAsked(const std::string&, std::uint16_t mtu, const UUID& characteristic, AnswerAttribute answer) override {
-        note("read " + std::to_string(mtu), [&] { asked = characteristic; });
-        const std::lock_guard lock(mutex_);
-        if (holdsAnswers) {
-            held.push_back(std::move(answer));
-        } else {
-            answer(reply);
+        bool isHeld = false;
+        bluez::AttributeAnswer own;
+        note("read " + std::to_string(mtu), [&] {
+            asked = characteristic;
+            own = reply;
+            isHeld = holdsAnswers;
+            if (isHeld) {
+                held.push_back(answer);
+            }
+        });
+        if (!isHeld) {
+            answer(own);
         }
     }
     void writeAsked(const std::string&, std::uint16_t mtu, const UUID&, Bytes value, WriteType type,
