@@ -6,6 +6,9 @@
 
 namespace tarnel::glasses {
 
+/// Of an attribute that is written or notified: opcode and attribute handle, in bytes.
+inline constexpr std::size_t attWriteHeader = 3;
+
 /// A connection as the glasses use it, on the radio's queue.
 class GlassesLink {
 public:
