@@ -17,7 +17,7 @@ constexpr const char* configuration = "/run/radio/configuration";
 
 } // namespace
 
-Host::Host(const std::string& adapter) {
+Host::Host(const std::optional<std::string>& adapter) {
     ::setenv("XDG_CONFIG_HOME", configuration, 1);
     platform_ = std::make_unique<LinuxPlatform>(LinuxPlatformOptions{
         .identifier = identifier, .bluetooth = std::make_shared<BlueZBluetooth>(BlueZOptions{.adapter = adapter})});

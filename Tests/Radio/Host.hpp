@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,8 @@ namespace tarnel::radio {
 /// An application on this SDK, with this machine's Bluetooth. Made and used on the main thread; one at a time.
 class Host {
 public:
-    explicit Host(const std::string& adapter = "hci0");
+    /// On an adapter that is switched on when none is named.
+    explicit Host(const std::optional<std::string>& adapter = "hci0");
     ~Host();
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;

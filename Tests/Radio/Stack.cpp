@@ -22,6 +22,7 @@ namespace fs = std::filesystem;
 constexpr const char* daemonPath = "/usr/libexec/bluetooth/bluetoothd";
 constexpr const char* busSocket = "/run/dbus/system_bus_socket";
 constexpr const char* adapterInterface = "org.bluez.Adapter1";
+constexpr const char* deviceInterface = "org.bluez.Device1";
 
 std::string logOf(const std::string& name) {
     return Stack::folder() + "/" + name + ".log";
@@ -29,6 +30,24 @@ std::string logOf(const std::string& name) {
 
 std::unique_ptr<sdbus::IProxy> adapterProxy(const std::string& adapter) {
     return sdbus::createProxy(sdbus::createSystemBusConnection(), "org.bluez", "/org/bluez/" + adapter);
+}
+
+using Properties = std::map<std::string, sdbus::Variant>;
+
+std::map<sdbus::ObjectPath, Properties> devicesOf(sdbus::IConnection& connection, const std::string& adapter) {
+    std::map<sdbus::ObjectPath, std::map<std::string, Properties>> objects;
+    sdbus::createProxy(connection, "org.bluez", "/")
+        ->callMethod("GetManagedObjects")
+        .onInterface("org.freedesktop.DBus.ObjectManager")
+        .storeResultsTo(objects);
+    std::map<sdbus::ObjectPath, Properties> devices;
+    for (const auto& [path, interfaces] : objects) {
+        const auto device = interfaces.find(deviceInterface);
+        if (device != interfaces.end() && path.starts_with("/org/bluez/" + adapter + "/")) {
+            devices.emplace(path, device->second);
+        }
+    }
+    return devices;
 }
 
 std::size_t countControllers() {
@@ -84,6 +103,7 @@ Stack::Stack(const Options& options) : options_(options) {
 }
 
 Stack::~Stack() {
+    others_.clear();
     daemon_.reset();
     controllers_.clear();
     bus_.reset();
@@ -165,6 +185,38 @@ void Stack::removeDevice(const std::string& adapter, const std::string& address)
 
 std::string Stack::addressOf(const std::string& adapter) const {
     return adapterProxy(adapter)->getProperty("Address").onInterface(adapterInterface).get<std::string>();
+}
+
+std::string Stack::addressOfDevice(const std::string& adapter, const std::string& name) const {
+    const auto connection = sdbus::createSystemBusConnection();
+    for (const auto& [path, device] : devicesOf(*connection, adapter)) {
+        const auto own = device.find("Name");
+        if (own != device.end() && own->second.get<std::string>() == name) {
+            return device.at("Address").get<std::string>();
+        }
+    }
+    return "";
+}
+
+std::string Stack::connectByAnother(const std::string& adapter) {
+    others_.push_back(sdbus::createSystemBusConnection());
+    sdbus::IConnection& connection = *others_.back();
+    const auto proxy = sdbus::createProxy(connection, "org.bluez", "/org/bluez/" + adapter);
+    proxy->callMethod("StartDiscovery").onInterface(adapterInterface);
+    std::string address;
+    eventually([&] {
+        for (const auto& [path, device] : devicesOf(connection, adapter)) {
+            try {
+                sdbus::createProxy(connection, "org.bluez", path)->callMethod("Connect").onInterface(deviceInterface);
+                address = device.at("Address").get<std::string>();
+            } catch (const sdbus::Error&) {
+                continue; // is tried again
+            }
+        }
+        return !address.empty();
+    });
+    proxy->callMethod("StopDiscovery").onInterface(adapterInterface);
+    return address;
 }
 
 std::string Stack::logs() const {

@@ -2,6 +2,8 @@
 
 #include "Process.hpp"
 
+#include <sdbus-c++/sdbus-c++.h>
+
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -45,6 +47,10 @@ public:
     /// Has the service forget the bond and all else that it knows of the device.
     void removeDevice(const std::string& adapter, const std::string& address);
     std::string addressOf(const std::string& adapter) const;
+    /// Of the device with this name; empty when the service knows none.
+    std::string addressOfDevice(const std::string& adapter, const std::string& name) const;
+    /// Another program looks for glasses and connects them; gives their address, empty when it does not succeed.
+    std::string connectByAnother(const std::string& adapter);
 
     /// The ends of what the bus, the controllers and the service wrote.
     std::string logs() const;
@@ -55,6 +61,7 @@ private:
     std::unique_ptr<Process> bus_;
     std::vector<std::unique_ptr<Process>> controllers_;
     std::unique_ptr<Process> daemon_;
+    std::vector<std::unique_ptr<sdbus::IConnection>> others_;
 };
 
 } // namespace tarnel::radio
