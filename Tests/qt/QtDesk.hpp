@@ -31,6 +31,13 @@ inline void settle() {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
+/// Waits until the window has the keyboard, also where no window manager gives it.
+inline void activate(QWidget& window) {
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+}
+
 /// A screen of an application, with or without a picker at its beginning.
 struct ReadingScreen : TarnelBaseViewController {
     void onDisconnected() override { ++disconnections; }
@@ -98,7 +105,7 @@ public:
 
     void show() {
         window->show();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+        activate(*window);
         advance(std::chrono::milliseconds(10));
     }
 

@@ -36,7 +36,7 @@ TEST(ScreenWidget, WithoutGlassesOpensThePickerOverTheWholeWindowThatItStandsIn)
     main.setCentralWidget(desk.window.release());
     main.resize(800, 600);
     main.show();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&main));
+    test::activate(main);
     desk.advance(1s);
     const auto picker = desk.screen->presentedViewController();
     ASSERT_TRUE(picker);

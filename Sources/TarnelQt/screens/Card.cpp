@@ -41,9 +41,11 @@ int Card::cornerRadius() const {
 void Card::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(colorOf(look_.background, palette()));
-    painter.drawRoundedRect(rect(), look_.cornerRadius, look_.cornerRadius);
+    const QColor ground = colorOf(look_.background, palette());
+    // In dark a card is told from one below it by its edge.
+    painter.setPen(QPen(mixed(ground, palette().color(QPalette::WindowText), 0.12), 1));
+    painter.setBrush(ground);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), look_.cornerRadius, look_.cornerRadius);
 }
 
 SeparatorLine::SeparatorLine(const Separator& look, QWidget* parent) : QWidget(parent), look_(look) {
