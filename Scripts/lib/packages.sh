@@ -13,7 +13,7 @@ packages_to_test=(
     "${packages_to_build[@]}"
     clang clang-format clang-tidy libclang-rt-dev llvm python3
     libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
-    dbus-daemon xvfb xauth
+    dbus-daemon dunst xvfb xauth
 )
 
 # install_missing PACKAGE...

@@ -11,6 +11,9 @@
 
 namespace tarnel::glasses {
 
+/// Of an attribute that is written or notified: opcode and attribute handle, in bytes.
+inline constexpr std::size_t attWriteHeader = 3;
+
 /// One connection on the air: carries packets of the attribute protocol both ways, each side's in order, the two sides
 /// taking turns, at the pace of the link model. Used on the radio's queue; owned by its two ends.
 class AirLink : public std::enable_shared_from_this<AirLink> {

@@ -17,7 +17,6 @@ namespace {
 constexpr std::array<std::uint8_t, 2> companyIdentifier = {0xff, 0xff};
 constexpr std::uint8_t normalMode = 2;
 constexpr std::uint8_t otherMode = 1;
-constexpr std::size_t writeHeader = 3; ///< of a write or notification: opcode and attribute handle
 
 Bytes bytesOf(const std::string& text) {
     return {text.begin(), text.end()};
@@ -294,7 +293,7 @@ void SimulatedGlasses::notify(State& state, const UUID& characteristic, Bytes va
         value = state.truncated(Direction::toHost, std::move(value));
     }
     value.resize(std::min(value.size(), state.link->model().maximumValueLength()));
-    const std::size_t length = writeHeader + value.size();
+    const std::size_t length = attWriteHeader + value.size();
     state.link->send(AirLink::Side::glasses, length,
                      [weak = weak_from_this(), characteristic, value = std::move(value)] {
                          if (const auto self = weak.lock()) {

@@ -1,13 +1,14 @@
-#include "DemoCommand.hpp"
-
 #include "Animation.hpp"
+#include "Commands.hpp"
 #include "Failure.hpp"
 #include "Files.hpp"
 #include "Frames.hpp"
 #include "JSON.hpp"
+#include "Options.hpp"
 #include "Pictures.hpp"
 #include "Resources.hpp"
 #include "Shown.hpp"
+#include "Simulation.hpp"
 
 #include <TarnelSDK/display/Canvas.hpp>
 #include <TarnelSDK/glyphs/Font.hpp>
@@ -18,9 +19,20 @@
 #include <array>
 #include <cmath>
 #include <filesystem>
+#include <optional>
+#include <string>
 
 namespace tarnel::command {
 namespace {
+
+struct DemoOptions {
+    std::optional<std::string> picture;   ///< "-" for standard input; nothing for the photograph that comes along
+    std::optional<std::string> frame;     ///< picture file to write
+    std::optional<std::string> animation; ///< animated picture file to write
+    double seconds = 6;                   ///< length of the animated picture
+    bool asJSON = false;
+    SimulationOptions simulation;
+};
 
 using std::chrono::milliseconds;
 
@@ -159,8 +171,8 @@ std::vector<TimedFrame> record(Simulation& simulation, double seconds) {
     return frames;
 }
 
-} // namespace
-
+/// Shows a scene of all that the display can: a photograph with shapes and static text over it, labels in many scripts,
+/// an image and an animation.
 void demo(const DemoOptions& options) {
     const Outputs outputs{options.frame, options.simulation.trace, options.asJSON, options.animation};
     if (!options.frame && !options.animation && !options.simulation.trace) {
@@ -191,6 +203,25 @@ void demo(const DemoOptions& options) {
         animation->store(gifOf(record(simulation, options.seconds)));
     }
     writeSummary(report(options, transferred, outputs), outputs);
+}
+
+} // namespace
+
+void addDemo(CLI::App& app, Action& action) {
+    auto options = std::make_shared<DemoOptions>();
+    auto* command = app.add_subcommand("demo", "Show a scene of all that the display can");
+    command->formatter(usage("Usage: tarnel demo [PICTURE] --simulated --frame OUT.png --animation OUT.gif"));
+    command->add_option("PICTURE", options->picture, "A PNG or JPEG file in place of the photograph that comes along")
+        ->type_name("");
+    command->add_option("--frame", options->frame, "Write what the display shows")->type_name("OUT.png");
+    command->add_option("--animation", options->animation, "Write what it shows from then on, as an animated picture")
+        ->type_name("OUT.gif");
+    command->add_option("--seconds", options->seconds, "Length of the animated picture, 0.1 to 60 (default 6)")
+        ->type_name("N")
+        ->check(CLI::Range(0.1, 60.0).description(""));
+    command->add_flag("--json", options->asJSON, "Describe the transfer in JSON");
+    addSimulation(command, {options, &options->simulation});
+    command->callback([options, &action] { action = [options] { demo(*options); }; });
 }
 
 } // namespace tarnel::command

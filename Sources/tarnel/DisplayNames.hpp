@@ -1,13 +1,14 @@
 #pragma once
 
 #include "Operation.hpp"
+#include "Pictures.hpp"
 
 #include <TarnelSDK/display/Anchor.hpp>
 #include <TarnelSDK/display/Color.hpp>
 #include <TarnelSDK/display/LVGLSlotManager.hpp>
 #include <TarnelSDK/display/TextProperties.hpp>
 
-/// The cases of the display's enumerations, as arguments name them.
+/// The cases of enumerations of what is displayed, as arguments name them.
 namespace tarnel::command {
 
 inline constexpr Cases<Color, 4> colors{{
@@ -43,6 +44,12 @@ inline constexpr Cases<Anchor, 9> anchors{{
     {"midLeft", Anchor::midLeft},
     {"midRight", Anchor::midRight},
     {"center", Anchor::center},
+}};
+
+inline constexpr Cases<Dither, 3> dithers{{
+    {"auto", Dither::automatic},
+    {"on", Dither::on},
+    {"off", Dither::off},
 }};
 
 inline constexpr Cases<LVGLType, 3> objectTypes{{

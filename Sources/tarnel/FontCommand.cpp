@@ -1,8 +1,8 @@
-#include "FontCommand.hpp"
-
+#include "Commands.hpp"
 #include "Failure.hpp"
 #include "Files.hpp"
 #include "JSON.hpp"
+#include "Options.hpp"
 #include "Resources.hpp"
 #include "Text.hpp"
 
@@ -16,10 +16,25 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace tarnel::command {
 namespace {
+
+struct FontOptions {
+    std::string text; ///< "-" for standard input
+    std::string output;
+    std::optional<int> size;           ///< in pixels
+    std::optional<std::string> locale; ///< BCP 47 tag; the environment's when empty
+    bool asJSON = false;
+};
+
+struct FontDumpOptions {
+    std::string font; ///< "-" for standard input
+    bool asJSON = false;
+};
 
 constexpr std::size_t maximumTextSize = 1 << 20;
 /// A font has at most 1 MiB of glyphs; the rest is tables.
@@ -204,8 +219,7 @@ std::string textOf(const BinaryFont& font, const std::string& name, std::size_t 
     return result;
 }
 
-} // namespace
-
+/// The binary font that would be sent to the glasses with a text.
 void makeFont(const FontOptions& options) {
     reserveStandardOutput();
     const std::string string = textOf(options);
@@ -237,11 +251,55 @@ void makeFont(const FontOptions& options) {
     }
 }
 
+/// What a binary font holds, each glyph as rows of '#' and '.'.
 void dumpFont(const FontDumpOptions& options) {
     const std::string name = options.font == "-" ? "standard input" : options.font;
     const Bytes bytes = readFile(options.font, maximumFontSize);
     const BinaryFont font = fontFromBytes(bytes, name);
     writeOutput(options.asJSON ? text(jsonOf(font)) + "\n" : textOf(font, name, bytes.size()));
+}
+
+} // namespace
+
+void addFont(CLI::App& app, Action& action) {
+    auto making = std::make_shared<FontOptions>();
+    auto dumping = std::make_shared<FontDumpOptions>();
+    auto* font = app.add_subcommand("font", "The font that the glasses get with a text, and what one holds");
+    font->formatter(usage("Usage: tarnel font TEXT [--size N] [--locale TAG] -o OUT.bin\n"
+                          "       tarnel font --dump FONT.bin"));
+    auto* text = font->add_option("TEXT", making->text, "The characters of the font; - for standard input");
+    text->type_name("");
+    auto* output = font->add_option("-o,--output", making->output, "The file to write; - for standard output");
+    output->type_name("FILE");
+    auto* size = font->add_option("--size", making->size, "Of the font in pixels, 8 to 96 (default 28)")
+                     ->type_name("N")
+                     ->check(CLI::Range(8, 96).description(""));
+    auto* locale = font->add_option("--locale", making->locale,
+                                    "Language whose forms of Han characters are drawn, e.g. ja or zh-TW (default: the "
+                                    "environment's)")
+                       ->type_name("TAG");
+    auto* dump = font->add_option("--dump", dumping->font, "List what a font holds; - for standard input")
+                     ->type_name("FILE")
+                     ->excludes(text)
+                     ->excludes(output)
+                     ->excludes(size)
+                     ->excludes(locale);
+    font->add_flag_callback(
+        "--json", [making, dumping] { making->asJSON = dumping->asJSON = true; }, "Describe the result in JSON");
+    font->footer(
+        "A font is an LVGL binary font of 1 bit a pixel. It holds exactly the characters of the text, the space "
+        "for a tab.\nThe glasses draw a box for a character that no font of this system has. "
+        "Documentation/Fonts.md describes the bytes.");
+    font->callback([making, dumping, text, output, dump, &action] {
+        if (dump->count() > 0) {
+            action = [dumping] { dumpFont(*dumping); };
+            return;
+        }
+        if (text->count() == 0 || output->count() == 0) {
+            throw UsageError("tarnel font takes a TEXT and -o OUT.bin, or --dump FONT.bin");
+        }
+        action = [making] { makeFont(*making); };
+    });
 }
 
 } // namespace tarnel::command

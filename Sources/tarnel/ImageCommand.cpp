@@ -1,8 +1,10 @@
-#include "ImageCommand.hpp"
-
+#include "Commands.hpp"
+#include "DisplayNames.hpp"
 #include "Failure.hpp"
 #include "Files.hpp"
 #include "JSON.hpp"
+#include "Options.hpp"
+#include "Pictures.hpp"
 #include "Text.hpp"
 
 #include <TarnelSDK/images/DeviceImage.hpp>
@@ -14,9 +16,19 @@
 #include <cctype>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
+#include <string>
 
 namespace tarnel::command {
 namespace {
+
+struct ImageOptions {
+    std::string input; ///< "-" for standard input
+    std::string output;
+    std::optional<int> bpp; ///< 1 or 2
+    std::optional<Dither> dither;
+    bool asJSON = false;
+};
 
 struct Conversion {
     std::string format;
@@ -84,8 +96,7 @@ Conversion toPicture(ByteView input, const std::string& name, const ImageOptions
     return {"PNG", picture.width(), picture.height(), pngOf(picture)};
 }
 
-} // namespace
-
+/// A picture file to the device image format, or the other way: the input's first byte tells which.
 void convertImage(const ImageOptions& options) {
     if (options.output == "-" && options.asJSON) {
         throw UsageError("standard output takes one of -o - and --json");
@@ -110,6 +121,31 @@ void convertImage(const ImageOptions& options) {
         writeOutput(output.path() + ": " + conversion.format + ", " + std::to_string(conversion.width) + " x " +
                     std::to_string(conversion.height) + " pixels, " + grouped(conversion.bytes.size()) + " bytes\n");
     }
+}
+
+} // namespace
+
+void addImage(CLI::App& app, Action& action) {
+    auto options = std::make_shared<ImageOptions>();
+    auto* image = app.add_subcommand("image", "Picture files to the device image format and back");
+    image->formatter(usage("Usage: tarnel image PICTURE [--bpp 1|2] [--dither auto|on|off] -o OUT.bin\n"
+                           "       tarnel image OUT.bin -o PICTURE.png"));
+    image->add_option("INPUT", options->input, "A PNG or JPEG file, or a device image; - for standard input")
+        ->required()
+        ->type_name("");
+    image->add_option("-o,--output", options->output, "The file to write; - for standard output")
+        ->required()
+        ->type_name("FILE");
+    image->add_option("--bpp", options->bpp, "Bits per pixel of the device image (default 2)")
+        ->type_name("1|2")
+        ->check(CLI::IsMember({1, 2}).description(""));
+    addChoice<Dither>(
+        image, "--dither", dithers, [options](Dither dither) { options->dither = dither; },
+        "Mix the four levels to in-between greys, auto: in photographs (default off: the nearest level)");
+    image->add_flag("--json", options->asJSON, "Describe the result in JSON");
+    image->footer("A device image is an LVGL image: header, palette, rows of pixels padded to bytes. Read back, its\n"
+                  "levels are greys in equal steps from black to white, and level 0 is transparent as in its palette.");
+    image->callback([options, &action] { action = [options] { convertImage(*options); }; });
 }
 
 } // namespace tarnel::command

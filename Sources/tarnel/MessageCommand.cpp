@@ -1,9 +1,9 @@
-#include "MessageCommand.hpp"
-
+#include "Commands.hpp"
 #include "Failure.hpp"
 #include "Files.hpp"
 #include "JSON.hpp"
 #include "MessageJSON.hpp"
+#include "Options.hpp"
 #include "Text.hpp"
 
 #include <TarnelSDK/messagepack/Pack.hpp>
@@ -11,8 +11,23 @@
 
 #include <unistd.h>
 
+#include <optional>
+#include <string>
+
 namespace tarnel::command {
 namespace {
+
+struct MessageEncodeOptions {
+    std::string json = "-"; ///< the JSON text, or "-" for standard input
+    std::string output = "-";
+    bool asHexadecimal = false;
+    bool asJSON = false;
+};
+
+struct MessageDecodeOptions {
+    std::string file = "-";
+    std::optional<std::string> hexadecimal; ///< in place of the file
+};
 
 constexpr std::size_t maximumInput = 64 * 1024 * 1024;
 
@@ -30,8 +45,7 @@ std::string explanation(const MessagePackError& error, std::size_t position) {
            std::to_string(deepestNesting) + " levels";
 }
 
-} // namespace
-
+/// JSON to the bytes of one message.
 void encodeMessage(const MessageEncodeOptions& options) {
     const OutputFile output(options.output);
     const Bytes input = options.json == "-" ? readFile("-", maximumInput) : bytesOf(options.json);
@@ -47,6 +61,7 @@ void encodeMessage(const MessageEncodeOptions& options) {
     }
 }
 
+/// The bytes of messages to JSON, a line each.
 void decodeMessages(const MessageDecodeOptions& options) {
     Bytes bytes;
     if (options.hexadecimal) {
@@ -71,6 +86,39 @@ void decodeMessages(const MessageDecodeOptions& options) {
             throw Failure(explanation(error, rest.baseStartIndex()));
         }
     }
+}
+
+} // namespace
+
+void addMessage(CLI::App& app, Action& action) {
+    auto* message = app.add_subcommand("message", "Messages of the glasses: JSON to MessagePack and back");
+    message->formatter(usage("Usage: tarnel message encode|decode ..."));
+    message->require_subcommand(0, 1);
+    message->footer(std::string(messageJSONHelp));
+
+    auto encoding = std::make_shared<MessageEncodeOptions>();
+    auto* encode = message->add_subcommand("encode", "JSON to the bytes of a message");
+    encode->formatter(usage("Usage: tarnel message encode [JSON|-] [--hex|--json] [-o FILE]"));
+    encode->add_option("JSON", encoding->json, "The message; - or nothing for standard input")->type_name("");
+    encode->add_option("-o,--output", encoding->output, "Where the bytes go instead of standard output")
+        ->type_name("FILE");
+    auto* hex = encode->add_flag("--hex", encoding->asHexadecimal,
+                                 "Write hexadecimal digits and a line feed (always so on a terminal)");
+    encode->add_flag("--json", encoding->asJSON, R"(Write {"bytes": count, "hex": digits})")->excludes(hex);
+    encode->footer(std::string(messageJSONHelp));
+    encode->callback([encoding, &action] { action = [encoding] { encodeMessage(*encoding); }; });
+
+    auto decoding = std::make_shared<MessageDecodeOptions>();
+    auto* decode = message->add_subcommand("decode", "The bytes of one or more messages to JSON, a line each");
+    decode->formatter(usage("Usage: tarnel message decode [FILE|-] | --hex DIGITS"));
+    auto* file = decode->add_option("FILE", decoding->file, "The bytes; - or nothing for standard input");
+    file->type_name("");
+    decode->add_option("--hex", decoding->hexadecimal, "The bytes in hexadecimal digits, instead of a file")
+        ->type_name("DIGITS")
+        ->excludes(file);
+    decode->add_flag("--json")->description("Does nothing: the output is JSON");
+    decode->footer(std::string(messageJSONHelp));
+    decode->callback([decoding, &action] { action = [decoding] { decodeMessages(*decoding); }; });
 }
 
 } // namespace tarnel::command

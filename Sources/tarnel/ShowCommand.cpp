@@ -1,19 +1,35 @@
-#include "ShowCommand.hpp"
-
+#include "Commands.hpp"
+#include "DisplayNames.hpp"
 #include "Failure.hpp"
 #include "Files.hpp"
 #include "Frames.hpp"
 #include "JSON.hpp"
+#include "Options.hpp"
+#include "Pictures.hpp"
 #include "Placement.hpp"
 #include "Shown.hpp"
+#include "Simulation.hpp"
 
 #include <TarnelSDK/display/Canvas.hpp>
 #include <TarnelSDK/images/Dither.hpp>
+#include <TarnelSDK/images/Geometry.hpp>
 
 #include <cstdio>
+#include <optional>
+#include <string>
 
 namespace tarnel::command {
 namespace {
+
+struct ShowOptions {
+    std::string picture; ///< "-" for standard input
+    std::optional<Point> at;
+    bool fit = false;
+    Dither dither = Dither::automatic;
+    std::optional<std::string> frame; ///< file to write
+    bool asJSON = false;
+    SimulationOptions simulation;
+};
 
 void requireUsable(const ShowOptions& options) {
     if (options.at &&
@@ -39,8 +55,7 @@ std::string report(const ShowOptions& options, const PlacedPicture& placed, cons
            " pixels: " + description(transfer) + "\n";
 }
 
-} // namespace
-
+/// Shows a picture on the glasses.
 void show(const ShowOptions& options) {
     const Outputs outputs{options.frame, options.simulation.trace, options.asJSON};
     requireUsable(options);
@@ -69,6 +84,40 @@ void show(const ShowOptions& options) {
         frame->store(pngOf(imageOf(simulation.glasses().frame())));
     }
     writeSummary(report(options, placed, transferred, outputs), outputs);
+}
+
+} // namespace
+
+void addShow(CLI::App& app, Action& action) {
+    auto options = std::make_shared<ShowOptions>();
+    auto* command = app.add_subcommand("show", "Show a picture on the glasses");
+    command->formatter(usage("Usage: tarnel show PICTURE [--at X,Y] [--fit] --simulated --frame OUT.png"));
+    command->add_option("PICTURE", options->picture, "A PNG or JPEG file; - for standard input")
+        ->required()
+        ->type_name("");
+    command
+        ->add_option_function<std::string>(
+            "--at",
+            [options](const std::string& text) {
+                options->at = pointFromText(text);
+                if (!options->at) {
+                    throw CLI::ValidationError("--at", "takes X,Y in pixels, e.g. 20,40");
+                }
+            },
+            "Place of the picture's top left corner, 0,0 to 639,479 (default 0,0; with --fit centred)")
+        ->type_name("X,Y");
+    command->add_flag("--fit", options->fit, "Scale the picture to the room right of and below that place");
+    addChoice<Dither>(
+        command, "--dither", dithers, [options](Dither dither) { options->dither = dither; },
+        "Mix the four levels to in-between greys (default auto: in photographs)");
+    command->add_option("--frame", options->frame, "Write what the display then shows; - for standard output")
+        ->type_name("OUT.png");
+    command->add_flag("--json", options->asJSON, "Describe the result in JSON");
+    addSimulation(command, {options, &options->simulation});
+    command->footer(
+        "What lies right of and below the display is left out. The frame is 640 x 480 pixels, its levels 0 to 3 "
+        "the greens\n0, 85, 170 and 255.");
+    command->callback([options, &action] { action = [options] { show(*options); }; });
 }
 
 } // namespace tarnel::command

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SimulationOptions.hpp"
 #include "TraceWriter.hpp"
 
 #include <TarnelGlasses/SimulatedWorld.hpp>
@@ -7,22 +8,12 @@
 #include <TarnelSDK/platform/Queue.hpp>
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
 namespace tarnel::command {
-
-/// What `tarnel show` and `tarnel play` have in common.
-struct SimulationOptions {
-    bool isSimulated = false;
-    std::uint64_t seed = 1;
-    glasses::GlassesOptions glasses;
-    glasses::LinkModel link;
-    std::optional<std::string> trace; ///< file to write
-};
 
 /// Values that crossed the air, in either direction.
 struct Traffic {

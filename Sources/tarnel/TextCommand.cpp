@@ -1,22 +1,41 @@
-#include "TextCommand.hpp"
-
+#include "Commands.hpp"
 #include "DisplayNames.hpp"
 #include "Failure.hpp"
 #include "Files.hpp"
 #include "Fonts.hpp"
 #include "Frames.hpp"
+#include "Options.hpp"
 #include "Pictures.hpp"
 #include "Shown.hpp"
+#include "Simulation.hpp"
 #include "Text.hpp"
 
+#include <TarnelSDK/device/DeviceTypes.hpp>
 #include <TarnelSDK/display/Canvas.hpp>
+#include <TarnelSDK/display/LVGLSlotManager.hpp>
 #include <TarnelSDK/foundation/UTF8.hpp>
 
 #include <algorithm>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace tarnel::command {
 namespace {
+
+struct TextOptions {
+    std::string text; ///< "-" for standard input
+    Layout layout = Layout::canvas;
+    std::optional<double> size; ///< pixels
+    std::optional<std::string> locale;
+    std::optional<std::string> font; ///< a family or a file
+    TextArguments label{.anchor = Anchor::center};
+    /// Whether anything was said of the label, which other layouts do not have.
+    bool saysLabel = false;
+    std::optional<std::string> frame; ///< file to write
+    bool asJSON = false;
+    SimulationOptions simulation;
+};
 
 /// Far more than a message takes.
 constexpr std::size_t longestText = 64 * 1024;
@@ -91,8 +110,7 @@ std::string report(const TextOptions& options, const std::string& shown, const T
     return text(object) + "\n";
 }
 
-} // namespace
-
+/// Shows a text on the glasses.
 void showText(const TextOptions& options) {
     const Outputs outputs{options.frame, options.simulation.trace, options.asJSON};
     requireUsable(outputs);
@@ -126,6 +144,88 @@ void showText(const TextOptions& options) {
         frame->store(pngOf(imageOf(simulation.glasses().frame())));
     }
     writeSummary(report(options, text, transferred, outputs), outputs);
+}
+
+constexpr Cases<Layout, 3> textLayouts{{
+    {"left", Layout::textBottomLeftAlign},
+    {"center", Layout::textBottomCenterAlign},
+    {"canvas", Layout::canvas},
+}};
+
+/// Of the glasses' coordinates.
+constexpr int farthestOffset = 32'767;
+constexpr const char* labelGroup = "The label of layout canvas";
+
+void addLabelOptions(CLI::App* command, const std::shared_ptr<TextOptions>& options) {
+    const auto set = [options](auto TextArguments::*field) {
+        return [options, field](auto value) {
+            options->label.*field = value;
+            options->saysLabel = true;
+        };
+    };
+    addChoice<Anchor>(command, "--anchor", anchors, set(&TextArguments::anchor),
+                      "From where its place counts (default center)")
+        ->group(labelGroup);
+    command
+        ->add_option_function<std::string>(
+            "--at",
+            [options](const std::string& text) {
+                const auto point = pointFromText(text);
+                if (!point || std::abs(std::int64_t{point->x}) > farthestOffset ||
+                    std::abs(std::int64_t{point->y}) > farthestOffset) {
+                    throw CLI::ValidationError("--at", "takes X,Y in pixels, e.g. 20,-40");
+                }
+                options->label.xOffset = point->x;
+                options->label.yOffset = point->y;
+                options->saysLabel = true;
+            },
+            "Its place from there (default 0,0)")
+        ->type_name("X,Y")
+        ->group(labelGroup);
+    addChoice<Color>(command, "--color", colors, set(&TextArguments::textColor), "Its level (default white)")
+        ->group(labelGroup);
+    addChoice<TextAlignment>(command, "--align", textAlignments, set(&TextArguments::textAlignment),
+                             "How its lines stand in it (default auto)")
+        ->group(labelGroup);
+    addChoice<TextWrapMode>(command, "--wrap", textWrapModes, set(&TextArguments::wrapMode),
+                            "What happens to text that is wider (default wrap)")
+        ->group(labelGroup);
+    for (const auto& [name, field] :
+         {std::pair("--width", &TextArguments::width), std::pair("--height", &TextArguments::height)}) {
+        command
+            ->add_option_function<int>(name, set(field),
+                                       "In pixels, -1 as the text needs, up to the display's (default)")
+            ->type_name("N")
+            ->check(CLI::Range(-1, farthestOffset).description(""))
+            ->group(labelGroup);
+    }
+}
+
+} // namespace
+
+void addText(CLI::App& app, Action& action) {
+    auto options = std::make_shared<TextOptions>();
+    auto* command = app.add_subcommand("text", "Show a text on the glasses");
+    command->formatter(usage("Usage: tarnel text TEXT [--layout left|center|canvas] --simulated --frame OUT.png"));
+    command->add_option("TEXT", options->text, "UTF-8; - for standard input")->required()->type_name("");
+    addChoice<Layout>(
+        command, "--layout", textLayouts, [options](Layout layout) { options->layout = layout; },
+        "A line at the bottom of the display, left or center, or a label (default canvas)");
+    command->add_option("--size", options->size, "Of the font in pixels, 8 to 96 (default 28)")
+        ->type_name("N")
+        ->check(CLI::Range(8, 96).description(""));
+    command->add_option("--font", options->font, "An installed family or a font file that goes before the usual fonts")
+        ->type_name("FAMILY|FILE");
+    command->add_option("--locale", options->locale, "The user's language, e.g. ja-JP (default en-US)")
+        ->type_name("TAG");
+    command->add_option("--frame", options->frame, "Write what the display then shows; - for standard output")
+        ->type_name("OUT.png");
+    command->add_flag("--json", options->asJSON, "Describe the result in JSON");
+    addLabelOptions(command, options);
+    addSimulation(command, {options, &options->simulation});
+    command->footer("The text goes with a font of exactly its characters: the glasses have none of their own. The "
+                    "frame is as that of\ntarnel show.");
+    command->callback([options, &action] { action = [options] { showText(*options); }; });
 }
 
 } // namespace tarnel::command

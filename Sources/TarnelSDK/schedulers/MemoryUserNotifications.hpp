@@ -2,10 +2,9 @@
 
 #include <TarnelSDK/platform/Application.hpp>
 #include <TarnelSDK/platform/UserNotifications.hpp>
+#include <TarnelSDK/schedulers/NotificationDelivery.hpp>
 
 #include <cstddef>
-#include <cstdint>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -29,7 +28,7 @@ public:
     };
 
     static std::shared_ptr<MemoryUserNotifications> make(std::shared_ptr<platform::Queue> queue,
-                                                         std::shared_ptr<platform::Application> application);
+                                                         const std::shared_ptr<platform::Application>& application);
 
     void setDelegate(std::weak_ptr<platform::UserNotificationDelegate> delegate) override;
     void add(platform::UserNotificationRequest request, AddCompletion completion) override;
@@ -53,21 +52,16 @@ public:
         friend class MemoryUserNotifications;
         Key() = default;
     };
-    MemoryUserNotifications(Key, std::shared_ptr<platform::Queue> queue,
-                            std::shared_ptr<platform::Application> application);
+    MemoryUserNotifications(Key, std::shared_ptr<platform::Queue> queue);
 
 private:
-    void deliver(std::uint64_t number);
     void show(platform::UserNotificationRequest request, std::optional<platform::PresentationOptions> options);
     bool respond(const std::string& identifier, platform::NotificationAction action);
 
     const std::shared_ptr<platform::Queue> queue_;
-    const std::shared_ptr<platform::Application> application_;
+    std::shared_ptr<NotificationDelivery> delivery_;
     mutable std::mutex mutex_; ///< of what follows; held for no callback
-    std::weak_ptr<platform::UserNotificationDelegate> delegate_;
     std::optional<std::string> error_;
-    std::uint64_t requests_ = 0;
-    std::map<std::uint64_t, platform::UserNotificationRequest> pending_; ///< by the number of the request
     std::vector<Shown> shown_;
     std::size_t acknowledged_ = 0;
 };
