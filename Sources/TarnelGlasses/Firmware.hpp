@@ -67,7 +67,7 @@ public:
     Firmware(const GlassesOptions& options, Output output);
     ~Firmware();
 
-    /// A connection stands; values that are sent have at most `maximumValueLength` bytes.
+    /// A connection stands, or changed; values that are sent have at most `maximumValueLength` bytes.
     void connected(std::size_t maximumValueLength);
     /// The connection is gone, and with it half-received messages and the control of an application.
     void disconnected();

@@ -9,7 +9,6 @@ namespace tarnel::glasses {
 
 namespace {
 
-constexpr std::size_t writeHeader = 3; ///< opcode and attribute handle
 constexpr std::size_t responseHeader = 1;
 
 bool needsBond(const SimulatedGlasses::AttResult& result) {
@@ -84,7 +83,7 @@ void HostConnection::pair() {
 }
 
 void HostConnection::command(const UUID& characteristic, Bytes value, platform::Block left) {
-    const std::size_t length = writeHeader + value.size();
+    const std::size_t length = attWriteHeader + value.size();
     link_->send(AirLink::Side::host, length,
                 [weak = weak_from_this(), characteristic, value = std::move(value), left = std::move(left)] {
                     const auto self = weak.lock();

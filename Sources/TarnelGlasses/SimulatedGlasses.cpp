@@ -17,7 +17,6 @@ namespace {
 constexpr std::array<std::uint8_t, 2> companyIdentifier = {0xff, 0xff};
 constexpr std::uint8_t normalMode = 2;
 constexpr std::uint8_t otherMode = 1;
-constexpr std::size_t writeHeader = 3; ///< of a write or notification: opcode and attribute handle
 
 Bytes bytesOf(const std::string& text) {
     return {text.begin(), text.end()};
@@ -99,7 +98,7 @@ void SimulatedGlasses::announce() {
 
 /// Ends the connection, if there is one, and changes the state with it. The host is told the error.
 void SimulatedGlasses::end(const std::optional<BluetoothError>& error, const Change& change) {
-    std::shared_ptr<AirLink> link;
+    std::shared_ptr<GlassesLink> link;
     std::shared_ptr<Host> host;
     perform([&](State& state) {
         link = std::exchange(state.link, nullptr);
@@ -172,16 +171,24 @@ std::vector<GattService> SimulatedGlasses::services() const {
     return gattServices(inMode(options_, state_->mode));
 }
 
-void SimulatedGlasses::open(std::shared_ptr<AirLink> link, std::weak_ptr<Host> host) {
+void SimulatedGlasses::open(std::shared_ptr<GlassesLink> link, std::weak_ptr<Host> host) {
     perform([&](State& state) {
         precondition(state.link == nullptr, "glasses have one connection at a time");
         state.link = std::move(link);
         state.host = std::move(host);
         state.updateHalt();
-        state.firmware.connected(state.link->model().maximumValueLength());
+        state.firmware.connected(state.link->maximumValueLength());
         ++state.counters.connections;
     });
     announce();
+}
+
+void SimulatedGlasses::linkChanged() {
+    perform([](State& state) {
+        if (state.link) {
+            state.firmware.connected(state.link->maximumValueLength());
+        }
+    });
 }
 
 void SimulatedGlasses::closed() {
@@ -293,14 +300,13 @@ void SimulatedGlasses::notify(State& state, const UUID& characteristic, Bytes va
     if (characteristic == gatt::inCharacteristic()) {
         value = state.truncated(Direction::toHost, std::move(value));
     }
-    value.resize(std::min(value.size(), state.link->model().maximumValueLength()));
-    const std::size_t length = writeHeader + value.size();
-    state.link->send(AirLink::Side::glasses, length,
-                     [weak = weak_from_this(), characteristic, value = std::move(value)] {
-                         if (const auto self = weak.lock()) {
-                             self->arriveAtHost(characteristic, value);
-                         }
-                     });
+    value.resize(std::min(value.size(), state.link->maximumValueLength()));
+    const std::size_t length = attWriteHeader + value.size();
+    state.link->sendToHost(length, [weak = weak_from_this(), characteristic, value = std::move(value)] {
+        if (const auto self = weak.lock()) {
+            self->arriveAtHost(characteristic, value);
+        }
+    });
 }
 
 void SimulatedGlasses::arriveAtHost(const UUID& characteristic, ByteView value) {

@@ -15,7 +15,7 @@
 
 namespace tarnel::glasses {
 
-class AirLink;
+class GlassesLink;
 
 /// One simulated pair of glasses: the firmware model behind its GATT services, on the air of a radio.
 ///
@@ -137,7 +137,9 @@ public:
     std::optional<platform::AdvertisementData> advertisement() const;
     std::string name() const;
     /// Takes a connection. REQUIRES: it advertises.
-    void open(std::shared_ptr<AirLink> link, std::weak_ptr<Host> host);
+    void open(std::shared_ptr<GlassesLink> link, std::weak_ptr<Host> host);
+    /// The connection takes values of another length now.
+    void linkChanged();
     /// The host ended the connection.
     void closed();
     std::vector<GattService> services() const;

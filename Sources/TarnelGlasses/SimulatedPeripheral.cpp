@@ -19,8 +19,7 @@ constexpr std::size_t leastValueLength = 20;
 // Lengths of attribute protocol requests.
 constexpr std::size_t discoveryRequest = 7;
 constexpr std::size_t readRequest = 3;
-constexpr std::size_t writeHeader = 3;
-constexpr std::size_t subscriptionRequest = writeHeader + 2;
+constexpr std::size_t subscriptionRequest = attWriteHeader + 2;
 
 const char* nameOf(PeripheralState state) {
     switch (state) {
@@ -399,7 +398,7 @@ void SimulatedPeripheral::write(Bytes value, const CharacteristicPointer& charac
     post([value = std::move(value), uuid = characteristic->uuid,
           answered = std::move(answered)](SimulatedPeripheral&, HostConnection& connection) {
         connection.request(
-            writeHeader + value.size(),
+            attWriteHeader + value.size(),
             [value, uuid](SimulatedGlasses& glasses) {
                 return glasses.write(uuid, value, platform::WriteType::withResponse);
             },

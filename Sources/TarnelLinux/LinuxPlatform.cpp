@@ -1,4 +1,5 @@
 #include <TarnelLinux/BlueZBluetooth.hpp>
+#include <TarnelLinux/DesktopUserNotifications.hpp>
 #include <TarnelLinux/LinuxApplication.hpp>
 #include <TarnelLinux/LinuxPlatform.hpp>
 #include <TarnelLinux/SQLiteUserDefaults.hpp>
@@ -23,6 +24,10 @@ LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
         .userDefaults = std::make_shared<SQLiteUserDefaults>(configurationFolder(processEnvironment()),
                                                              std::move(options.identifier)),
         .bluetooth = options.bluetooth ? std::move(options.bluetooth) : std::make_shared<BlueZBluetooth>(),
+        .userNotifications = options.userNotifications ? std::move(options.userNotifications)
+                                                       : DesktopUserNotifications::make(
+                                                             scheduler_->mainQueue(), application_,
+                                                             {.applicationName = std::move(options.applicationName)}),
     });
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <TarnelSDK/platform/Bluetooth.hpp>
+#include <TarnelSDK/platform/UserNotifications.hpp>
 #include <TarnelSDK/schedulers/ThreadScheduler.hpp>
 
 #include <filesystem>
@@ -18,13 +19,17 @@ struct LinuxPlatformOptions {
     std::optional<std::filesystem::path> resourceDirectory = std::nullopt;
     /// Nothing: BlueZ, on an adapter that is switched on.
     std::shared_ptr<platform::BluetoothProvider> bluetooth = nullptr;
+    /// What the desktop calls the application; its identifier when empty.
+    std::string applicationName = {};
+    /// Nothing: the desktop's notification service.
+    std::shared_ptr<platform::UserNotifications> userNotifications = nullptr;
     /// The user's language as a BCP 47 tag; nothing: what the environment says.
     std::optional<std::string> locale = std::nullopt;
 };
 
 /// The platform of a Linux program, installed for as long as this object lives: settings in the user's configuration
-/// folder, the machine's clock and random source, a pool of threads. Made and destroyed on the main thread, outside
-/// every queue; the program drains the main queue through `scheduler`.
+/// folder, the machine's clock and random source, the desktop's notifications, a pool of threads. Made and destroyed on
+/// the main thread, outside every queue; the program drains the main queue through `scheduler`.
 class LinuxPlatform {
 public:
     /// REQUIRES: no platform is installed; `SQLiteUserDefaults::isDomainName(options.identifier)`.

@@ -78,7 +78,7 @@ bool fits(const Parameter& parameter, const JSON& value) {
 }
 
 /// A value as it is told back, which may have been very long.
-std::string quoted(const JSON& value) {
+std::string inQuotes(const JSON& value) {
     constexpr std::size_t longest = 60;
     const std::string whole = text(value);
     return whole.size() <= longest ? whole : value.kind();
@@ -113,7 +113,7 @@ std::string Parameter::description() const {
 }
 
 std::string Parameter::objection(const JSON& value) const {
-    return fits(*this, value) ? "" : "\"" + name + "\" is " + description() + ", not " + quoted(value);
+    return fits(*this, value) ? "" : "\"" + name + "\" is " + description() + ", not " + inQuotes(value);
 }
 
 namespace parameter {
@@ -195,7 +195,7 @@ void Operation::check(const JSON::Object& members) const {
         const auto found = std::find_if(parameters.begin(), parameters.end(),
                                         [&key = key](const Parameter& parameter) { return parameter.name == key; });
         if (found == parameters.end()) {
-            throw Failure("there is no argument " + quoted(key) + "; it is " + signature());
+            throw Failure("there is no argument " + inQuotes(key) + "; it is " + signature());
         }
         if (const auto objection = found->objection(value); !objection.empty()) {
             throw Failure(objection);

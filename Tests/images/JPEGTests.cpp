@@ -14,14 +14,14 @@ namespace tarnel {
 namespace {
 
 /// Four quarters of one colour each, no two corners alike; inner edges lie on compression blocks.
-constexpr int width = 64;
-constexpr int height = 32;
+constexpr int pictureWidth = 64;
+constexpr int pictureHeight = 32;
 
 Bytes colorAt(int x, int y) {
-    if (y < height / 2) {
-        return x < width / 2 ? Bytes{220, 30, 40} : Bytes{20, 200, 60};
+    if (y < pictureHeight / 2) {
+        return x < pictureWidth / 2 ? Bytes{220, 30, 40} : Bytes{20, 200, 60};
     }
-    return x < width / 2 ? Bytes{30, 50, 210} : Bytes{240, 230, 120};
+    return x < pictureWidth / 2 ? Bytes{30, 50, 210} : Bytes{240, 230, 120};
 }
 
 struct JPEGOptions {
@@ -62,8 +62,8 @@ Bytes writeJPEG(const JPEGOptions& options) {
     jpeg_mem_dest(&jpeg, &buffer, &length);
     const bool isInk = options.stored == JCS_CMYK || options.stored == JCS_YCCK;
     const bool isGray = options.stored == JCS_GRAYSCALE;
-    jpeg.image_width = width;
-    jpeg.image_height = height;
+    jpeg.image_width = pictureWidth;
+    jpeg.image_height = pictureHeight;
     jpeg.input_components = isGray ? 1 : isInk ? 4 : 3;
     jpeg.in_color_space = isGray ? JCS_GRAYSCALE : isInk ? JCS_CMYK : JCS_RGB;
     jpeg_set_defaults(&jpeg);
@@ -84,9 +84,9 @@ Bytes writeJPEG(const JPEGOptions& options) {
     if (!options.app1.empty()) {
         jpeg_write_marker(&jpeg, JPEG_APP0 + 1, options.app1.data(), static_cast<unsigned int>(options.app1.size()));
     }
-    for (int y = 0; y < height; ++y) {
+    for (int y = 0; y < pictureHeight; ++y) {
         Bytes row;
-        for (int x = 0; x < width; ++x) {
+        for (int x = 0; x < pictureWidth; ++x) {
             const Bytes samples = samplesAt(x, y, options);
             row.insert(row.end(), samples.begin(), samples.end());
         }
@@ -101,11 +101,11 @@ Bytes writeJPEG(const JPEGOptions& options) {
 }
 
 void expectThePicture(const Image& image) {
-    ASSERT_EQ(image.width(), width);
-    ASSERT_EQ(image.height(), height);
+    ASSERT_EQ(image.width(), pictureWidth);
+    ASSERT_EQ(image.height(), pictureHeight);
     ASSERT_EQ(image.format(), PixelFormat::rgba8);
-    for (const auto& [x, y] :
-         {std::pair(8, 6), std::pair(width - 8, 6), std::pair(8, height - 6), std::pair(width - 8, height - 6)}) {
+    for (const auto& [x, y] : {std::pair(8, 6), std::pair(pictureWidth - 8, 6), std::pair(8, pictureHeight - 6),
+                               std::pair(pictureWidth - 8, pictureHeight - 6)}) {
         const Bytes expected = colorAt(x, y);
         const Bytes actual = pixelAt(image, x, y);
         for (std::size_t channel = 0; channel < 3; ++channel) {
@@ -144,7 +144,7 @@ TEST(JPEG, ReadsGreyPictures) {
         const Image image = imageOf(decodeImage(writeJPEG({.stored = JCS_GRAYSCALE, .isProgressive = isProgressive})));
         ASSERT_EQ(image.format(), PixelFormat::gray8);
         EXPECT_NEAR(pixelAt(image, 8, 6)[0], 220, 4);
-        EXPECT_NEAR(pixelAt(image, width - 8, 6)[0], 20, 4);
+        EXPECT_NEAR(pixelAt(image, pictureWidth - 8, 6)[0], 20, 4);
     }
 }
 
@@ -199,9 +199,9 @@ TEST(JPEG, AnOrientationInItsExifBlockIsApplied) {
     const Image plain = imageOf(decodeImage(writeJPEG({})));
     for (const bool isBigEndian : {false, true}) {
         const Image turned = imageOf(decodeImage(writeJPEG({.app1 = exif(6, isBigEndian)})));
-        ASSERT_EQ(turned.width(), height);
-        ASSERT_EQ(turned.height(), width);
-        EXPECT_EQ(pixelAt(turned, height - 1 - 3, 5), pixelAt(plain, 5, 3));
+        ASSERT_EQ(turned.width(), pictureHeight);
+        ASSERT_EQ(turned.height(), pictureWidth);
+        EXPECT_EQ(pixelAt(turned, pictureHeight - 1 - 3, 5), pixelAt(plain, 5, 3));
     }
     EXPECT_EQ(pixelsOf(imageOf(decodeImage(writeJPEG({.app1 = exif(1, true)})))), pixelsOf(plain));
 }

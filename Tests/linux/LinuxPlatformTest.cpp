@@ -110,6 +110,23 @@ TEST(LinuxPlatform, keepsSettingsFromOneRunToTheNext) {
     }
 }
 
+TEST(LinuxPlatform, showsNotificationsOnTheDesktopOrSaysWhyNot) {
+    const test::TemporaryFolder folder;
+    const Variable configuration("XDG_CONFIG_HOME", folder.path().string());
+    const Variable bus("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + folder / "nothing");
+    LinuxPlatform linuxPlatform({.identifier = "org.example.reader", .bluetooth = std::make_shared<NoBluetooth>()});
+    std::optional<std::string> result;
+    platform::Platform::current().services().userNotifications->add(
+        {.identifier = "a", .content = {}}, [&](const std::optional<std::string>& error) {
+            linuxPlatform.scheduler().mainQueue()->async([&, error] {
+                result = error;
+                linuxPlatform.scheduler().quitMain();
+            });
+        });
+    linuxPlatform.scheduler().runMain();
+    EXPECT_EQ(result, "The notification cannot be shown: no session bus runs.");
+}
+
 TEST(LinuxPlatform, leavesNoFileOpen) {
     const test::TemporaryFolder folder;
     const Variable configuration("XDG_CONFIG_HOME", folder.path().string());

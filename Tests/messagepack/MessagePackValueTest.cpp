@@ -13,7 +13,7 @@ namespace {
 using Value = MessagePackValue;
 using Type = MessagePackValue::Type;
 
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+constexpr float nan32 = std::numeric_limits<float>::quiet_NaN();
 
 TEST(MessagePackValue, ConvertsFromWhatItHolds) {
     EXPECT_EQ(Value().type(), Type::nil);
@@ -73,7 +73,7 @@ TEST(MessagePackValue, OtherCasesAreUnequal) {
 }
 
 TEST(MessagePackValue, FloatsCompareAsIEEEHasIt) {
-    EXPECT_FALSE(Value(nan) == Value(nan));
+    EXPECT_FALSE(Value(nan32) == Value(nan32));
     EXPECT_EQ(Value(0.0), Value(-0.0));
     EXPECT_EQ(Value(0.0).hash(), Value(-0.0).hash());
 }
@@ -173,10 +173,10 @@ TEST(MessagePackValue, UnsignedAccessorsGiveWhatFits) {
 
 TEST(MessagePackValue, FloatValueGivesFloatsAndDoublesThatSurviveTheRoundTrip) {
     EXPECT_EQ(Value(1.5F).floatValue(), 1.5F);
-    EXPECT_TRUE(std::isnan(*Value(nan).floatValue()));
+    EXPECT_TRUE(std::isnan(*Value(nan32).floatValue()));
     EXPECT_EQ(Value(1.5).floatValue(), 1.5F);
     EXPECT_EQ(Value(0.1).floatValue(), std::nullopt);
-    EXPECT_EQ(Value(double{nan}).floatValue(), std::nullopt);
+    EXPECT_EQ(Value(double{nan32}).floatValue(), std::nullopt);
     EXPECT_EQ(Value(1e300).floatValue(), std::nullopt);
     EXPECT_EQ(Value(-1e300).floatValue(), std::nullopt);
     EXPECT_EQ(Value(double{std::numeric_limits<float>::max()}).floatValue(), std::numeric_limits<float>::max());
@@ -186,9 +186,9 @@ TEST(MessagePackValue, FloatValueGivesFloatsAndDoublesThatSurviveTheRoundTrip) {
 
 TEST(MessagePackValue, DoubleValueGivesDoublesAndFloatsThatAreNumbers) {
     EXPECT_EQ(Value(0.1).doubleValue(), 0.1);
-    EXPECT_TRUE(std::isnan(*Value(double{nan}).doubleValue()));
+    EXPECT_TRUE(std::isnan(*Value(double{nan32}).doubleValue()));
     EXPECT_EQ(Value(0.5F).doubleValue(), 0.5);
-    EXPECT_EQ(Value(nan).doubleValue(), std::nullopt);
+    EXPECT_EQ(Value(nan32).doubleValue(), std::nullopt);
     EXPECT_EQ(Value(1).doubleValue(), std::nullopt);
 }
 

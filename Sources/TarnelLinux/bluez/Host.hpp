@@ -73,7 +73,6 @@ public:
 private:
     void start();
     void updateAdapter();
-    std::string chooseAdapter() const;
     platform::CentralState stateOf(const std::string& adapter) const;
     void setState(platform::CentralState state);
     void deviceChanged(const std::string& path, const Properties& changed);

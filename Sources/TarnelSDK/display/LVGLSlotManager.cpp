@@ -64,9 +64,9 @@ int LVGLSlotManager::getSlotIn(Slots& slots, const LVGLMetrics& metrics) {
 
 int LVGLSlotManager::getTextSlot(const std::string& text, const TextArguments& arguments) {
     TextProperties properties{text, arguments.textAlignment, arguments.textColor, arguments.wrapMode};
-    const Size measured = properties.estimatedSize();
+    const Size estimated = properties.estimatedSize();
     const int index = getSlotIn(textSlots, {arguments.anchor, arguments.xOffset, arguments.yOffset,
-                                            arguments.width == -1 ? measured.width : arguments.width, measured.height,
+                                            arguments.width == -1 ? estimated.width : arguments.width, estimated.height,
                                             arguments.isVisible});
     if (auto* object = index < 0 ? nullptr : getLVGLObject(LVGLType::text, index)) {
         object->textProperties = std::move(properties);

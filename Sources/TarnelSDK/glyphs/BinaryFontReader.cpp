@@ -1,4 +1,5 @@
 #include <TarnelSDK/glyphs/BinaryFont.hpp>
+#include <TarnelSDK/glyphs/BinaryFontFormat.hpp>
 
 #include <algorithm>
 #include <optional>
@@ -8,13 +9,7 @@
 namespace tarnel {
 namespace {
 
-constexpr std::size_t sectionHeaderBytes = 8;
-constexpr std::size_t subtableBytes = 16;
-constexpr std::uint32_t headBytes = 48;
-/// The count has 9 bits in LVGL's loader.
-constexpr std::uint32_t maximumSubtables = 511;
 constexpr std::uint32_t codePointLimit = 0x110000;
-constexpr int bitsPerByte = 8;
 
 /// Ends reading; does not leave this file.
 class Malformed : public std::runtime_error {
@@ -37,7 +32,7 @@ public:
         require(bytes_.size() >= count, "its \"" + std::string(name_) + "\" section is cut short");
         std::uint32_t value = 0;
         for (std::size_t i = 0; i < count; ++i) {
-            value |= static_cast<std::uint32_t>(bytes_[i]) << (i * bitsPerByte);
+            value |= static_cast<std::uint32_t>(bytes_[i]) << (i * bitsInByte);
         }
         bytes_ = bytes_.subspan(count);
         return value;
@@ -59,9 +54,9 @@ public:
     explicit BitCursor(ByteView bytes) : bytes_(bytes) {}
 
     bool isSet() {
-        require(position_ < bytes_.size() * bitsPerByte, "a glyph is cut short");
-        const unsigned byte = bytes_[position_ / bitsPerByte];
-        const bool bit = (byte >> (bitsPerByte - 1 - position_ % bitsPerByte) & 1) != 0;
+        require(position_ < bytes_.size() * bitsInByte, "a glyph is cut short");
+        const unsigned byte = bytes_[position_ / bitsInByte];
+        const bool bit = (byte >> (bitsInByte - 1 - position_ % bitsInByte) & 1) != 0;
         ++position_;
         return bit;
     }
@@ -76,7 +71,7 @@ public:
         const int value = unsignedNumber(bits);
         return bits > 0 && value >= 1 << (bits - 1) ? value - (1 << bits) : value;
     }
-    std::size_t bitsLeft() const { return bytes_.size() * bitsPerByte - position_; }
+    std::size_t bitsLeft() const { return bytes_.size() * bitsInByte - position_; }
 
 private:
     ByteView bytes_;
@@ -198,10 +193,10 @@ BinaryFontGlyph readGlyph(ByteView record, const BinaryFontHead& head) {
     glyph.height = bits.unsignedNumber(head.sizeBits);
     const auto pixels = static_cast<std::size_t>(glyph.width) * static_cast<std::size_t>(glyph.height);
     require(pixels <= bits.bitsLeft(), "a glyph is cut short");
-    glyph.bitmap.resize((pixels + bitsPerByte - 1) / bitsPerByte, 0);
+    glyph.bitmap.resize((pixels + bitsInByte - 1) / bitsInByte, 0);
     for (std::size_t i = 0; i < pixels; ++i) {
         if (bits.isSet()) {
-            glyph.bitmap[i / bitsPerByte] |= static_cast<std::uint8_t>(0x80U >> (i % bitsPerByte));
+            glyph.bitmap[i / bitsInByte] |= static_cast<std::uint8_t>(0x80U >> (i % bitsInByte));
         }
     }
     return glyph;

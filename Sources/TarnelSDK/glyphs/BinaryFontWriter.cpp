@@ -1,4 +1,5 @@
 #include <TarnelSDK/glyphs/BinaryFont.hpp>
+#include <TarnelSDK/glyphs/BinaryFontFormat.hpp>
 #include <TarnelSDK/platform/Precondition.hpp>
 
 #include <algorithm>
@@ -12,16 +13,11 @@ namespace {
 
 /// Offsets into the bitmaps have 20 bits in a loader without large-font support.
 constexpr std::size_t maximumGlyphBytes = 1 << 20;
-/// The count has 9 bits in the loader.
-constexpr std::size_t maximumSubtables = 511;
 /// The glasses refuse messages of more than 10,000 bytes. A font that leaves less than this for the labels is made as
 /// short as it can be.
 constexpr std::size_t comfortableBytes = 9'000;
 constexpr int maximumRange = 65'535;
-constexpr std::size_t sectionHeaderBytes = 8;
 constexpr std::size_t cmapHeaderBytes = 12;
-constexpr std::size_t subtableBytes = 16;
-constexpr int headBytes = 48;
 /// Where a tiny subtable's data would start; it has none.
 constexpr std::uint32_t tinyDataOffset = 28;
 constexpr char32_t lastCodePoint = 0x10FFFF;
@@ -40,7 +36,7 @@ public:
 
     /// The low bits of a number in whole bytes, the most significant first, as glyph records have them.
     void big(int value, int bits) {
-        for (int shift = bits - bitsPerByte; shift >= 0; shift -= bitsPerByte) {
+        for (int shift = bits - bitsInByte; shift >= 0; shift -= bitsInByte) {
             bytes_.push_back(static_cast<std::uint8_t>(static_cast<unsigned>(value) >> shift));
         }
     }
@@ -50,8 +46,6 @@ public:
     Bytes take() { return std::move(bytes_); }
 
 private:
-    static constexpr int bitsPerByte = 8;
-
     template <typename T>
     void little(int value) {
         precondition(value >= std::numeric_limits<T>::min() && value <= std::numeric_limits<T>::max(),
@@ -60,7 +54,7 @@ private:
     }
     void append(std::size_t value, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
-            bytes_.push_back(static_cast<std::uint8_t>(value >> (i * bitsPerByte)));
+            bytes_.push_back(static_cast<std::uint8_t>(value >> (i * bitsInByte)));
         }
     }
 

@@ -13,7 +13,7 @@
 namespace tarnel {
 namespace {
 
-constexpr double maximumSide = 32'767;
+constexpr double farthestSide = 32'767;
 
 /// The bitmap moved into a picture whose lower left corner lies at (x, y), as seen from the pen.
 Image drawn(const GlyphBitmap& bitmap, int x, int y, int width, int height) {
@@ -48,8 +48,8 @@ std::optional<Bytes> pixelData(const Font& font, const GlyphBox& box, std::uint1
                  "a glyph's box is finite");
     const double width = std::floor(box.width);
     const double height = std::ceil(box.height);
-    if (width < 1 || height < 1 || width > maximumSide || height > maximumSide || std::abs(box.x) > maximumSide ||
-        std::abs(box.y) > maximumSide) {
+    if (width < 1 || height < 1 || width > farthestSide || height > farthestSide || std::abs(box.x) > farthestSide ||
+        std::abs(box.y) > farthestSide) {
         printProblem(box);
         return Bytes();
     }

@@ -7,7 +7,7 @@
 namespace tarnel {
 namespace {
 
-constexpr std::string_view hexDigits = "0123456789ABCDEF";
+constexpr std::string_view upperHexDigits = "0123456789ABCDEF";
 constexpr std::string_view canonicalForm = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
 constexpr std::string_view bluetoothBaseTail = "-0000-1000-8000-00805F9B34FB";
 
@@ -89,7 +89,7 @@ std::string UUID::string() const {
             continue;
         }
         const std::uint8_t byte = bytes_[digits / 2];
-        text += hexDigits[digits % 2 == 0 ? byte >> 4 : byte & 0x0F];
+        text += upperHexDigits[digits % 2 == 0 ? byte >> 4 : byte & 0x0F];
         ++digits;
     }
     return text;

@@ -7,7 +7,7 @@
 namespace tarnel {
 namespace {
 
-constexpr const char* hexDigits = "0123456789abcdef";
+constexpr const char* lowerHexDigits = "0123456789abcdef";
 
 struct Describer {
     std::string& out;
@@ -60,8 +60,8 @@ struct Describer {
 
 private:
     void appendHex(std::uint8_t byte) const {
-        out += hexDigits[byte >> 4];
-        out += hexDigits[byte & 0x0F];
+        out += lowerHexDigits[byte >> 4];
+        out += lowerHexDigits[byte & 0x0F];
     }
 
     void appendEscaped(char c) const {

@@ -1,4 +1,3 @@
-#include <TarnelSDK/platform/Precondition.hpp>
 #include <TarnelSDK/schedulers/MemoryUserNotifications.hpp>
 
 #include <algorithm>
@@ -12,19 +11,24 @@ using platform::UserNotificationRequest;
 
 std::shared_ptr<MemoryUserNotifications>
 MemoryUserNotifications::make(std::shared_ptr<platform::Queue> queue,
-                              std::shared_ptr<platform::Application> application) {
-    return std::make_shared<MemoryUserNotifications>(Key(), std::move(queue), std::move(application));
+                              const std::shared_ptr<platform::Application>& application) {
+    auto made = std::make_shared<MemoryUserNotifications>(Key(), queue);
+    made->delivery_ = NotificationDelivery::make(
+        std::move(queue), application,
+        [weak = std::weak_ptr(made)](UserNotificationRequest request, std::optional<PresentationOptions> options,
+                                     const AddCompletion&) {
+            if (const auto self = weak.lock()) {
+                self->show(std::move(request), options);
+            }
+        });
+    return made;
 }
 
-MemoryUserNotifications::MemoryUserNotifications(Key, std::shared_ptr<platform::Queue> queue,
-                                                 std::shared_ptr<platform::Application> application)
-    : queue_(std::move(queue)), application_(std::move(application)) {
-    precondition(queue_ && application_, "notifications have a queue and an application");
-}
+MemoryUserNotifications::MemoryUserNotifications(Key, std::shared_ptr<platform::Queue> queue)
+    : queue_(std::move(queue)) {}
 
 void MemoryUserNotifications::setDelegate(std::weak_ptr<platform::UserNotificationDelegate> delegate) {
-    const std::lock_guard lock(mutex_);
-    delegate_ = std::move(delegate);
+    delivery_->setDelegate(std::move(delegate));
 }
 
 void MemoryUserNotifications::setError(std::optional<std::string> error) {
@@ -35,12 +39,6 @@ void MemoryUserNotifications::setError(std::optional<std::string> error) {
 void MemoryUserNotifications::add(UserNotificationRequest request, AddCompletion completion) {
     std::unique_lock lock(mutex_);
     const auto error = error_;
-    const auto number = ++requests_;
-    const auto delay = request.delay;
-    if (!error) {
-        std::erase_if(pending_, [&](const auto& entry) { return entry.second.identifier == request.identifier; });
-        pending_.emplace(number, std::move(request));
-    }
     lock.unlock();
     queue_->async([error, completion = std::move(completion)] {
         if (completion) {
@@ -48,50 +46,56 @@ void MemoryUserNotifications::add(UserNotificationRequest request, AddCompletion
         }
     });
     if (!error) {
-        queue_->asyncAfter(delay, [weak = weak_from_this(), number] {
-            if (const auto self = weak.lock()) {
-                self->deliver(number);
-            }
+        delivery_->add(std::move(request), nullptr);
+    }
+}
+
+void MemoryUserNotifications::show(UserNotificationRequest request, std::optional<PresentationOptions> options) {
+    std::optional<std::string> pushedOut;
+    std::unique_lock lock(mutex_);
+    std::erase_if(shown_, [&](const Shown& shown) { return shown.request.identifier == request.identifier; });
+    if (shown_.size() == mostKept) {
+        pushedOut = shown_.front().request.identifier;
+        shown_.erase(shown_.begin());
+    }
+    shown_.push_back({request, options});
+    lock.unlock();
+    if (pushedOut) {
+        tellAudience([identifier = *pushedOut](NotificationAudience& audience) { audience.gone(identifier); });
+    }
+    if (isSeen(options)) {
+        tellAudience([request = std::move(request), isQuiet = isQuiet(options)](NotificationAudience& audience) {
+            audience.shown(request, isQuiet);
         });
     }
 }
 
-void MemoryUserNotifications::deliver(std::uint64_t number) {
-    std::unique_lock lock(mutex_);
-    auto node = pending_.extract(number);
-    const auto delegate = delegate_.lock();
-    lock.unlock();
-    if (!node) {
-        return;
-    }
-    if (!delegate || application_->state() != platform::ApplicationState::active) {
-        show(std::move(node.mapped()), std::nullopt);
-        return;
-    }
-    delegate->willPresent(node.mapped(),
-                          [weak = weak_from_this(), request = node.mapped()](PresentationOptions options) {
-                              if (const auto self = weak.lock()) {
-                                  self->show(request, options);
-                              }
-                          });
+void MemoryUserNotifications::setAudience(std::weak_ptr<NotificationAudience> audience) {
+    const std::lock_guard lock(mutex_);
+    audience_ = std::move(audience);
 }
 
-void MemoryUserNotifications::show(UserNotificationRequest request, std::optional<PresentationOptions> options) {
-    const std::lock_guard lock(mutex_);
-    std::erase_if(shown_, [&](const Shown& shown) { return shown.request.identifier == request.identifier; });
-    if (shown_.size() == mostKept) {
-        shown_.erase(shown_.begin());
-    }
-    shown_.push_back({std::move(request), options});
+void MemoryUserNotifications::tellAudience(std::function<void(NotificationAudience&)> news) {
+    queue_->async([weak = weak_from_this(), news = std::move(news)] {
+        const auto self = weak.lock();
+        if (!self) {
+            return;
+        }
+        std::unique_lock lock(self->mutex_);
+        const auto audience = self->audience_.lock();
+        lock.unlock();
+        if (audience) {
+            news(*audience);
+        }
+    });
+}
+
+void MemoryUserNotifications::respond(const std::string& identifier, NotificationAction action) {
+    answer(identifier, action);
 }
 
 std::vector<UserNotificationRequest> MemoryUserNotifications::pending() const {
-    const std::lock_guard lock(mutex_);
-    std::vector<UserNotificationRequest> requests;
-    for (const auto& [number, request] : pending_) {
-        requests.push_back(request);
-    }
-    return requests;
+    return delivery_->pending();
 }
 
 std::vector<MemoryUserNotifications::Shown> MemoryUserNotifications::shown() const {
@@ -105,42 +109,32 @@ std::size_t MemoryUserNotifications::acknowledged() const {
 }
 
 bool MemoryUserNotifications::tap(const std::string& identifier) {
-    return respond(identifier, NotificationAction::default_);
+    return answer(identifier, NotificationAction::default_);
 }
 
 bool MemoryUserNotifications::dismiss(const std::string& identifier) {
-    return respond(identifier, NotificationAction::dismiss);
+    return answer(identifier, NotificationAction::dismiss);
 }
 
 bool MemoryUserNotifications::choose(const std::string& identifier) {
-    return respond(identifier, NotificationAction::other);
+    return answer(identifier, NotificationAction::other);
 }
 
-bool MemoryUserNotifications::respond(const std::string& identifier, NotificationAction action) {
+bool MemoryUserNotifications::answer(const std::string& identifier, NotificationAction action) {
     std::unique_lock lock(mutex_);
     const auto found = std::find_if(shown_.begin(), shown_.end(),
                                     [&](const Shown& shown) { return shown.request.identifier == identifier; });
     if (found == shown_.end()) {
         return false;
     }
-    const platform::NotificationResponse response{action, std::move(found->request)};
+    platform::NotificationResponse response{action, std::move(found->request)};
     shown_.erase(found);
     lock.unlock();
-    queue_->async([weak = weak_from_this(), response] {
-        const auto self = weak.lock();
-        if (!self) {
-            return;
-        }
-        std::unique_lock delegateLock(self->mutex_);
-        const auto delegate = self->delegate_.lock();
-        delegateLock.unlock();
-        if (delegate) {
-            delegate->didReceive(response, [weak] {
-                if (const auto notifications = weak.lock()) {
-                    const std::lock_guard countLock(notifications->mutex_);
-                    ++notifications->acknowledged_;
-                }
-            });
+    tellAudience([identifier](NotificationAudience& audience) { audience.gone(identifier); });
+    delivery_->respond(std::move(response), [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            const std::lock_guard countLock(self->mutex_);
+            ++self->acknowledged_;
         }
     });
     return true;

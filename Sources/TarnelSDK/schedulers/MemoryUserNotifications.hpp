@@ -2,10 +2,11 @@
 
 #include <TarnelSDK/platform/Application.hpp>
 #include <TarnelSDK/platform/UserNotifications.hpp>
+#include <TarnelSDK/schedulers/NotificationDelivery.hpp>
+#include <TarnelSDK/schedulers/SharedUserNotifications.hpp>
 
 #include <cstddef>
-#include <cstdint>
-#include <map>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -16,8 +17,9 @@ namespace tarnel {
 
 /// A notification service whose user is the test or the simulation. It holds the newest `mostKept` of what is shown.
 ///
-/// Called on any thread. The delegate and all completions are called on `queue`, which also measures the delays.
-class MemoryUserNotifications : public platform::UserNotifications,
+/// Called on any thread. The delegate, the audience and all completions are called on `queue`, which also measures the
+/// delays.
+class MemoryUserNotifications : public SharedUserNotifications,
                                 public std::enable_shared_from_this<MemoryUserNotifications> {
 public:
     static constexpr std::size_t mostKept = 256;
@@ -29,10 +31,12 @@ public:
     };
 
     static std::shared_ptr<MemoryUserNotifications> make(std::shared_ptr<platform::Queue> queue,
-                                                         std::shared_ptr<platform::Application> application);
+                                                         const std::shared_ptr<platform::Application>& application);
 
     void setDelegate(std::weak_ptr<platform::UserNotificationDelegate> delegate) override;
     void add(platform::UserNotificationRequest request, AddCompletion completion) override;
+    void setAudience(std::weak_ptr<NotificationAudience> audience) override;
+    void respond(const std::string& identifier, platform::NotificationAction action) override;
 
     /// From now on requests are refused with this text; empty: no more.
     void setError(std::optional<std::string> error);
@@ -53,21 +57,18 @@ public:
         friend class MemoryUserNotifications;
         Key() = default;
     };
-    MemoryUserNotifications(Key, std::shared_ptr<platform::Queue> queue,
-                            std::shared_ptr<platform::Application> application);
+    MemoryUserNotifications(Key, std::shared_ptr<platform::Queue> queue);
 
 private:
-    void deliver(std::uint64_t number);
     void show(platform::UserNotificationRequest request, std::optional<platform::PresentationOptions> options);
-    bool respond(const std::string& identifier, platform::NotificationAction action);
+    bool answer(const std::string& identifier, platform::NotificationAction action);
+    void tellAudience(std::function<void(NotificationAudience&)> news);
 
     const std::shared_ptr<platform::Queue> queue_;
-    const std::shared_ptr<platform::Application> application_;
+    std::shared_ptr<NotificationDelivery> delivery_;
     mutable std::mutex mutex_; ///< of what follows; held for no callback
-    std::weak_ptr<platform::UserNotificationDelegate> delegate_;
+    std::weak_ptr<NotificationAudience> audience_;
     std::optional<std::string> error_;
-    std::uint64_t requests_ = 0;
-    std::map<std::uint64_t, platform::UserNotificationRequest> pending_; ///< by the number of the request
     std::vector<Shown> shown_;
     std::size_t acknowledged_ = 0;
 };

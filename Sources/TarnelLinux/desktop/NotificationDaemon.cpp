@@ -1,0 +1,301 @@
+#include <TarnelLinux/desktop/NotificationDaemon.hpp>
+
+#include <utility>
+
+namespace tarnel::desktop {
+namespace {
+
+constexpr const char* serviceName = "org.freedesktop.Notifications";
+constexpr const char* servicePath = "/org/freedesktop/Notifications";
+constexpr const char* serviceInterface = "org.freedesktop.Notifications";
+constexpr std::int32_t daemonsOwnTimeout = -1;
+/// A bus may refuse more answers to wait for: 128 unless it is configured otherwise.
+constexpr std::size_t mostUnderWay = 32;
+enum class Urgency : std::uint8_t { low = 0, normal = 1 };
+
+/// The body as text of a daemon that reads it as markup.
+std::string escaped(const std::string& text) {
+    std::string result;
+    result.reserve(text.size());
+    for (const char character : text) {
+        switch (character) {
+        case '&':
+            result += "&amp;";
+            break;
+        case '<':
+            result += "&lt;";
+            break;
+        case '>':
+            result += "&gt;";
+            break;
+        default:
+            result += character;
+        }
+    }
+    return result;
+}
+
+std::string reasonOf(const sdbus::Error& error) {
+    const std::string& name = error.getName();
+    const std::string detail = " (" + error.getMessage() + ").";
+    const std::string prefix = "org.freedesktop.DBus.Error.";
+    if (name == prefix + "ServiceUnknown" || name == prefix + "NameHasNoOwner" || name.starts_with(prefix + "Spawn.")) {
+        return "The notification cannot be shown: no notification service runs on this desktop" + detail;
+    }
+    if (name == prefix + "NoReply" || name == prefix + "Timeout" || name == prefix + "TimedOut") {
+        return "The notification cannot be shown: the notification service does not answer" + detail;
+    }
+    return "The notification cannot be shown: the notification service refuses it" + detail;
+}
+
+NotificationDaemon::Result failed(std::string error) {
+    return {.id = std::nullopt, .error = std::move(error)};
+}
+
+NotificationDaemon::Result resultOf(sdbus::MethodReply* reply, const sdbus::Error* error) {
+    if (error) {
+        return failed(reasonOf(*error));
+    }
+    try {
+        std::uint32_t id = 0;
+        *reply >> id;
+        return {.id = id, .error = std::nullopt};
+    } catch (const sdbus::Error& shape) {
+        return failed(reasonOf(shape));
+    }
+}
+
+} // namespace
+
+NotificationDaemon::NotificationDaemon(bluez::EventLoop& loop, Options options, Listener& listener)
+    : loop_(loop), options_(std::move(options)), listener_(listener) {}
+
+void NotificationDaemon::notify(DesktopNotification notification, Done done) {
+    if (!connection_ && !connect()) {
+        loop_.post(
+            [done = std::move(done)] { done(failed("The notification cannot be shown: no session bus runs.")); });
+        return;
+    }
+    waiting_.push_back({std::move(notification), std::move(done)});
+    sendWaiting();
+}
+
+void NotificationDaemon::sendWaiting() {
+    if (!capabilities_) {
+        if (!isAsking_ && !waiting_.empty()) {
+            askCapabilities();
+        }
+        return;
+    }
+    while (!waiting_.empty() && underWay_ < mostUnderWay) {
+        Waiting next = std::move(waiting_.front());
+        waiting_.pop_front();
+        send(next.notification, std::move(next.done));
+    }
+}
+
+void NotificationDaemon::close(std::uint32_t id) {
+    if (connection_) {
+        call(
+            "CloseNotification", [id](sdbus::MethodCall& message) { message << id; },
+            [](sdbus::MethodReply*, const sdbus::Error*) {});
+    }
+}
+
+bool NotificationDaemon::connect() {
+    try {
+        connection_ = options_.busAddress ? sdbus::createSessionBusConnectionWithAddress(*options_.busAddress)
+                                          : sdbus::createSessionBusConnection();
+        ++connections_;
+        const auto receive = [this](sdbus::Message& message) { received(message); };
+        matches_.push_back(connection_->addMatch(std::string("type='signal',sender='org.freedesktop.DBus',"
+                                                             "member='NameOwnerChanged',arg0='") +
+                                                     serviceName + "'",
+                                                 receive));
+        matches_.push_back(connection_->addMatch(std::string("type='signal',sender='") + serviceName + "',interface='" +
+                                                     serviceInterface + "',path='" + servicePath + "'",
+                                                 receive));
+        proxy_ = sdbus::createProxy(*connection_, serviceName, servicePath);
+    } catch (const sdbus::Error&) {
+        lost();
+        return false;
+    }
+    loop_.setSource({[this] {
+                         if (!connection_) {
+                             return bluez::EventLoop::Source::Poll{};
+                         }
+                         const auto data = connection_->getEventLoopPollData();
+                         return bluez::EventLoop::Source::Poll{data.fd, data.events, data.getPollTimeout()};
+                     },
+                     [this] { dispatch(); }});
+    return true;
+}
+
+void NotificationDaemon::dispatch() {
+    if (!connection_) {
+        return;
+    }
+    try {
+        while (connection_->processPendingRequest()) {
+        }
+    } catch (const sdbus::Error&) {
+        lost();
+        listener_.gone();
+    }
+}
+
+void NotificationDaemon::lost() {
+    proxy_.reset();
+    matches_.clear();
+    connection_.reset();
+    ++connections_;
+    capabilities_.reset();
+    const sdbus::Error disconnected("org.freedesktop.DBus.Error.NoReply", "the session bus is gone");
+    for (const auto& [number, answered] : std::exchange(calls_, {})) {
+        answered(nullptr, &disconnected);
+    }
+    for (const auto& [notification, done] : std::exchange(waiting_, {})) {
+        done(failed(reasonOf(disconnected)));
+    }
+}
+
+void NotificationDaemon::later(std::function<void()> task) {
+    loop_.post([this, number = connections_, task = std::move(task)] {
+        if (number == connections_) {
+            task();
+        }
+    });
+}
+
+/// Signals become tasks, as answers do, and so keep their order among them.
+void NotificationDaemon::received(sdbus::Message& message) {
+    try {
+        handle(message);
+    } catch (const sdbus::Error&) {
+        // A signal of another shape than the published one tells nothing.
+        return;
+    }
+}
+
+void NotificationDaemon::handle(sdbus::Message& message) {
+    const std::string member = message.getMemberName();
+    if (member == "NameOwnerChanged") {
+        std::string name;
+        std::string before;
+        std::string after;
+        message >> name >> before >> after;
+        if (!before.empty()) {
+            later([this] {
+                capabilities_.reset();
+                listener_.gone();
+            });
+        }
+    } else if (member == "ActionInvoked") {
+        std::uint32_t id = 0;
+        std::string action;
+        message >> id >> action;
+        later([this, id, action] { listener_.invoked(id, action); });
+    } else if (member == "NotificationClosed") {
+        std::uint32_t id = 0;
+        std::uint32_t reason = 0;
+        message >> id >> reason;
+        later([this, id, reason] { listener_.closed(id, static_cast<ClosedReason>(reason)); });
+    }
+}
+
+void NotificationDaemon::call(const std::string& method, const std::function<void(sdbus::MethodCall&)>& fill,
+                              Answered answered) {
+    const std::uint64_t number = ++lastCall_;
+    calls_.emplace(number, std::move(answered));
+    const auto answer = [this, number](std::optional<sdbus::MethodReply> reply, std::optional<sdbus::Error> error) {
+        later([this, number, reply = std::move(reply), error = std::move(error)]() mutable {
+            if (const auto entry = calls_.extract(number)) {
+                entry.mapped()(reply ? &*reply : nullptr, error ? &*error : nullptr);
+            }
+        });
+    };
+    try {
+        auto message = proxy_->createMethodCall(serviceInterface, method);
+        if (fill) {
+            fill(message);
+        }
+        proxy_->callMethod(
+            message,
+            [answer](sdbus::MethodReply& reply, const sdbus::Error* error) {
+                if (error) {
+                    answer(std::nullopt, *error);
+                } else {
+                    answer(reply, std::nullopt);
+                }
+            },
+            options_.patience);
+    } catch (const sdbus::Error& error) {
+        answer(std::nullopt, error);
+    }
+}
+
+void NotificationDaemon::askCapabilities() {
+    isAsking_ = true;
+    call("GetCapabilities", nullptr,
+         [this](sdbus::MethodReply* reply, const sdbus::Error* error) { gotCapabilities(reply, error); });
+}
+
+void NotificationDaemon::gotCapabilities(sdbus::MethodReply* reply, const sdbus::Error* error) {
+    isAsking_ = false;
+    std::optional<std::string> failure;
+    if (error) {
+        failure = reasonOf(*error);
+    } else {
+        try {
+            std::vector<std::string> capabilities;
+            *reply >> capabilities;
+            capabilities_.emplace(capabilities.begin(), capabilities.end());
+        } catch (const sdbus::Error& shape) {
+            failure = reasonOf(shape);
+        }
+    }
+    if (failure) {
+        for (const auto& [notification, done] : std::exchange(waiting_, {})) {
+            done(failed(*failure));
+        }
+    }
+    sendWaiting();
+}
+
+void NotificationDaemon::send(const DesktopNotification& notification, Done done) {
+    const auto fill = [&](sdbus::MethodCall& message) {
+        std::map<std::string, sdbus::Variant> hints;
+        hints["urgency"] =
+            sdbus::Variant(static_cast<std::uint8_t>(notification.isQuiet ? Urgency::low : Urgency::normal));
+        if (!notification.desktopEntry.empty()) {
+            hints["desktop-entry"] = sdbus::Variant(notification.desktopEntry);
+        }
+        if (!notification.category.empty()) {
+            hints["category"] = sdbus::Variant(notification.category);
+        }
+        if (notification.isSilent) {
+            hints["suppress-sound"] = sdbus::Variant(true);
+        }
+        if (notification.isTransient) {
+            hints["transient"] = sdbus::Variant(true);
+        }
+        std::vector<std::string> actions;
+        if (can("actions")) {
+            actions = {"default", "Open"};
+        }
+        const std::string icon;
+        message << notification.applicationName << notification.replaces << icon << notification.summary
+                << (can("body-markup") ? escaped(notification.body) : notification.body) << actions << hints
+                << daemonsOwnTimeout;
+    };
+    ++underWay_;
+    call("Notify", fill, [this, done = std::move(done)](sdbus::MethodReply* reply, const sdbus::Error* error) {
+        --underWay_;
+        done(resultOf(reply, error));
+        if (connection_) {
+            sendWaiting();
+        }
+    });
+}
+
+} // namespace tarnel::desktop

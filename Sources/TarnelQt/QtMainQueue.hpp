@@ -1,0 +1,31 @@
+#pragma once
+
+#include <TarnelSDK/schedulers/ThreadScheduler.hpp>
+
+#include <memory>
+
+namespace tarnel {
+
+/// Has Qt's event loop drain the main queue of a scheduler: its blocks run on the GUI thread, between Qt's own events.
+/// A block that runs an event loop of its own (`QDialog::exec`) holds up the blocks behind it; `QDialog::open` does
+/// not.
+///
+/// Made and destroyed on the GUI thread, which is the scheduler's main thread, while the scheduler exists.
+class QtMainQueue {
+public:
+    /// REQUIRES: a QCoreApplication exists.
+    explicit QtMainQueue(ThreadScheduler& scheduler);
+    /// Blocks wait from now on.
+    ~QtMainQueue();
+    QtMainQueue(const QtMainQueue&) = delete;
+    QtMainQueue& operator=(const QtMainQueue&) = delete;
+
+private:
+    class Receiver;
+    struct Target;
+    ThreadScheduler& scheduler_;
+    const std::shared_ptr<Target> target_;
+    const std::unique_ptr<Receiver> receiver_;
+};
+
+} // namespace tarnel

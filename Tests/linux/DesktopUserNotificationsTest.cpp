@@ -1,0 +1,390 @@
+#include "FakeDesktop.hpp"
+#include "NotifyingApplication.hpp"
+#include "PrivateBus.hpp"
+
+#include <TarnelLinux/LinuxPlatform.hpp>
+#include <TarnelSDK/platform/Platform.hpp>
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace tarnel {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::NotificationAction;
+using platform::PresentationOptions;
+using test::NotifyingApplication;
+using test::noError;
+using ::testing::AllOf;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Optional;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+constexpr std::uint32_t expired = 1;
+constexpr std::uint32_t dismissed = 2;
+constexpr std::uint32_t withdrawn = 3;
+constexpr std::uint8_t lowUrgency = 0;
+constexpr std::uint8_t normalUrgency = 1;
+
+/// Keeps a record of what the user sees. Any thread.
+class Audience final : public NotificationAudience {
+public:
+    void shown(const platform::UserNotificationRequest& request, bool isQuiet) override {
+        record((isQuiet ? "quiet " : "shown ") + request.identifier);
+    }
+    void gone(const std::string& identifier) override { record("gone " + identifier); }
+
+    std::vector<std::string> news(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, 30s, [&] { return news_.size() >= count; });
+        return news_;
+    }
+
+private:
+    void record(const std::string& news) {
+        {
+            const std::lock_guard lock(mutex_);
+            news_.push_back(news);
+        }
+        changed_.notify_all();
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<std::string> news_;
+};
+
+class DesktopUserNotificationsTest : public ::testing::Test {
+protected:
+    void SetUp() override { desktop.start(); }
+
+    /// Shows one and waits until the application knows.
+    test::FakeNotification shown(const std::string& title, const std::string& body = "Body") {
+        const auto before = desktop.notifications().size();
+        application.add(title, title, body, Value::Dictionary{{"number", static_cast<std::int64_t>(before)}});
+        EXPECT_THAT(application.completions(before + 1).back(), noError);
+        return desktop.notifications().back();
+    }
+
+    NotifyingApplication::Response response(NotificationAction action, const std::string& name, std::int64_t number) {
+        return {action, name, Value::Dictionary{{"number", number}}};
+    }
+
+    test::PrivateBus bus;
+    test::FakeDesktop desktop{bus.address()};
+    NotifyingApplication application{{.applicationName = "Reader", .busAddress = bus.address()}};
+};
+
+TEST_F(DesktopUserNotificationsTest, AreShownWithTheirTextsAndWhoSendsThem) {
+    const auto notification = shown("Grüße", "aus Köln");
+    EXPECT_EQ(notification.applicationName, "Reader");
+    EXPECT_EQ(notification.summary, "Grüße");
+    EXPECT_EQ(notification.body, "aus Köln");
+    EXPECT_EQ(notification.replaces, 0U);
+    EXPECT_EQ(notification.timeout, -1);
+    EXPECT_EQ(notification.hint<std::string>("desktop-entry"), "org.example.reader");
+    EXPECT_EQ(notification.hint<std::string>("category"), "x-org.example.reader");
+    EXPECT_EQ(notification.hint<std::uint8_t>("urgency"), normalUrgency);
+    EXPECT_EQ(notification.hint<bool>("suppress-sound"), std::nullopt);
+    EXPECT_EQ(notification.hint<bool>("transient"), std::nullopt);
+    EXPECT_THAT(notification.actions, ElementsAre("default", "Open"));
+}
+
+TEST_F(DesktopUserNotificationsTest, EscapeTheirBodyWhereItIsReadAsMarkup) {
+    const auto notification = shown("1 < 2 & 3", "<b>1 < 2 & 3</b>");
+    EXPECT_EQ(notification.summary, "1 < 2 & 3");
+    EXPECT_EQ(notification.body, "&lt;b&gt;1 &lt; 2 &amp; 3&lt;/b&gt;");
+}
+
+TEST_F(DesktopUserNotificationsTest, SendNeitherMarkupNorActionsWhereTheDesktopHasNone) {
+    desktop.setCapabilities({"body"});
+    const auto notification = shown("a", "1 < 2 & 3");
+    EXPECT_EQ(notification.body, "1 < 2 & 3");
+    EXPECT_THAT(notification.actions, IsEmpty());
+}
+
+TEST_F(DesktopUserNotificationsTest, AskOnceWhatTheDesktopCanDo) {
+    shown("a");
+    shown("b");
+    EXPECT_EQ(desktop.calls("GetCapabilities"), 1);
+}
+
+TEST_F(DesktopUserNotificationsTest, WithBytesThatAreNoTextAreShownAllTheSame) {
+    const auto notification = shown(std::string("a\0b\xFF", 4), "line\nline\x1B[1m");
+    EXPECT_EQ(notification.summary, "a b\xEF\xBF\xBD");
+    EXPECT_EQ(notification.body, "line\nline [1m");
+}
+
+TEST_F(DesktopUserNotificationsTest, AreCutBetweenTwoCharactersWhenTheyAreVeryLong) {
+    std::string body;
+    while (body.size() <= DesktopUserNotifications::longestText) {
+        body += "€";
+    }
+    const auto notification = shown("a", body);
+    EXPECT_EQ(notification.body, body.substr(0, DesktopUserNotifications::longestText / 3 * 3));
+}
+
+TEST_F(DesktopUserNotificationsTest, ReportAClickAsTheDefaultActionOnce) {
+    const auto notification = shown("a");
+    desktop.invoke(notification.id, "default");
+    desktop.close(notification.id, dismissed); // as desktops do after an action
+    const auto other = shown("b");
+    desktop.close(other.id, dismissed);
+    EXPECT_THAT(application.responses(2), ElementsAre(response(NotificationAction::default_, "a", 0),
+                                                      response(NotificationAction::dismiss, "b", 1)));
+}
+
+TEST_F(DesktopUserNotificationsTest, ReportAnyFurtherActionAsAnother) {
+    desktop.invoke(shown("a").id, "reply");
+    EXPECT_THAT(application.responses(1), ElementsAre(response(NotificationAction::other, "a", 0)));
+}
+
+TEST_F(DesktopUserNotificationsTest, ThatTheDesktopWithdrawsAreForgotten) {
+    const auto withdrawnOne = shown("a");
+    desktop.close(withdrawnOne.id, withdrawn);
+    desktop.invoke(withdrawnOne.id, "default");
+    desktop.close(shown("b").id, dismissed);
+    EXPECT_THAT(application.responses(1), ElementsAre(response(NotificationAction::dismiss, "b", 1)));
+}
+
+TEST_F(DesktopUserNotificationsTest, ThatExpireMayStillBeAnsweredFromTheList) {
+    const auto notification = shown("a");
+    desktop.close(notification.id, expired);
+    desktop.invoke(notification.id, "default");
+    EXPECT_THAT(application.responses(1), ElementsAre(response(NotificationAction::default_, "a", 0)));
+}
+
+TEST_F(DesktopUserNotificationsTest, OfOthersAndSignalsOfAnotherShapeAreIgnored) {
+    const auto notification = shown("a");
+    desktop.invoke(notification.id + 1, "default");
+    desktop.close(0, dismissed);
+    desktop.sendNonsense("ActionInvoked");
+    desktop.sendNonsense("NotificationClosed");
+    desktop.close(notification.id, dismissed);
+    EXPECT_THAT(application.responses(1), ElementsAre(response(NotificationAction::dismiss, "a", 0)));
+}
+
+TEST_F(DesktopUserNotificationsTest, TakeThePlaceOfEarlierOnesWithTheirIdentifier) {
+    const auto first = shown("a");
+    const auto second = shown("a", "Again");
+    EXPECT_EQ(second.replaces, first.id);
+    desktop.invoke(second.id, "default");
+    EXPECT_THAT(application.responses(1), ElementsAre(response(NotificationAction::default_, "a", 1)));
+}
+
+TEST_F(DesktopUserNotificationsTest, ThatAreReplacedBeforeTheyAreShownComeToNothing) {
+    application.notifications->add({.identifier = "a", .content = {}, .delay = 1h}, nullptr);
+    shown("a");
+    EXPECT_THAT(desktop.notifications(), SizeIs(1));
+}
+
+TEST_F(DesktopUserNotificationsTest, ComeAfterTheirDelay) {
+    const auto start = std::chrono::steady_clock::now();
+    application.notifications->add({.identifier = "late", .content = {}, .delay = 50ms}, nullptr);
+    ASSERT_TRUE(desktop.await(1));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
+}
+
+TEST_F(DesktopUserNotificationsTest, AreListedQuietlyWhenTheDelegateSaysSo) {
+    application.comeToFront(PresentationOptions::list);
+    const auto notification = shown("a");
+    EXPECT_EQ(notification.hint<std::uint8_t>("urgency"), lowUrgency);
+    EXPECT_EQ(notification.hint<bool>("suppress-sound"), true);
+    EXPECT_EQ(notification.hint<bool>("transient"), std::nullopt);
+    EXPECT_THAT(desktop.notifications(), SizeIs(1)) << "the delegate's second answer counts for nothing";
+}
+
+TEST_F(DesktopUserNotificationsTest, AreShownAsABannerThatNoListKeepsWhenTheDelegateSaysSo) {
+    application.comeToFront(PresentationOptions::banner | PresentationOptions::sound);
+    const auto notification = shown("a");
+    EXPECT_EQ(notification.hint<std::uint8_t>("urgency"), normalUrgency);
+    EXPECT_EQ(notification.hint<bool>("suppress-sound"), std::nullopt);
+    EXPECT_EQ(notification.hint<bool>("transient"), true);
+}
+
+TEST_F(DesktopUserNotificationsTest, AreNotShownWithNeitherBannerNorList) {
+    application.comeToFront(PresentationOptions::badge | PresentationOptions::sound);
+    application.add("a");
+    EXPECT_THAT(application.completions(1), ElementsAre(noError));
+    EXPECT_EQ(desktop.calls("Notify"), 0);
+}
+
+TEST_F(DesktopUserNotificationsTest, AreShownInFullWithoutADelegate) {
+    application.comeToFront(PresentationOptions::none);
+    application.notifications->setDelegate({});
+    EXPECT_EQ(shown("a").hint<std::uint8_t>("urgency"), normalUrgency);
+}
+
+TEST_F(DesktopUserNotificationsTest, GoOnWithADaemonThatWasRestarted) {
+    const auto lost = shown("a");
+    desktop.crash();
+    desktop.setCapabilities({"body"});
+    desktop.setNextId(lost.id);
+    desktop.start();
+    EXPECT_TRUE(shown("b").actions.empty()) << "the new daemon is asked what it can do";
+    EXPECT_EQ(desktop.notifications().back().id, lost.id);
+    desktop.invoke(lost.id, "default");
+    EXPECT_THAT(application.responses(1), ElementsAre(response(NotificationAction::default_, "b", 1)))
+        << "the number of what is lost means another one now";
+}
+
+TEST_F(DesktopUserNotificationsTest, AndTheirResponsesComeOnlyFromTheDaemonThatShowedThem) {
+    const auto lost = shown("a");
+    desktop.crash();
+    desktop.setNextId(lost.id + 1);
+    desktop.start();
+    desktop.invoke(lost.id, "default");
+    desktop.invoke(shown("b").id, "default");
+    EXPECT_THAT(application.responses(1), ElementsAre(response(NotificationAction::default_, "b", 1)));
+}
+
+TEST_F(DesktopUserNotificationsTest, GoOnOverABusThatWasRestarted) {
+    shown("a");
+    desktop.crash();
+    bus.stop();
+    application.add("lost");
+    EXPECT_THAT(application.completions(2).back(),
+                Optional(std::string("The notification cannot be shown: no session bus runs.")));
+    bus.start();
+    desktop.start();
+    application.add("b");
+    EXPECT_THAT(application.completions(3).back(), noError);
+    EXPECT_EQ(desktop.notifications().back().summary, "Title");
+}
+
+TEST_F(DesktopUserNotificationsTest, ThatAreRefusedTellWhy) {
+    desktop.refuse("too many");
+    application.add("a");
+    EXPECT_THAT(application.completions(1).back(),
+                Optional(AllOf(StartsWith("The notification cannot be shown: the notification service refuses it"),
+                               HasSubstr("too many"))));
+}
+
+TEST_F(DesktopUserNotificationsTest, ThatADyingDaemonLeavesOpenTellThatItDoesNotAnswer) {
+    desktop.hold("Notify");
+    application.add("a");
+    while (desktop.calls("Notify") == 0) {
+        std::this_thread::yield();
+    }
+    desktop.crash();
+    EXPECT_THAT(application.completions(1).back(), Optional(HasSubstr("does not answer")));
+}
+
+TEST_F(DesktopUserNotificationsTest, AreRememberedInABoundedNumber) {
+    constexpr auto most = DesktopUserNotifications::mostKept;
+    for (std::size_t number = 0; number <= most; ++number) {
+        application.add(std::to_string(number), std::to_string(number));
+    }
+    EXPECT_THAT(application.completions(most + 1), Each(noError));
+    const auto notifications = desktop.notifications();
+    desktop.invoke(notifications[0].id, "default");
+    desktop.invoke(notifications[1].id, "default");
+    const auto responses = application.responses(1);
+    ASSERT_THAT(responses, SizeIs(1));
+    EXPECT_EQ(responses[0].identifier, notifications[1].summary);
+}
+
+TEST_F(DesktopUserNotificationsTest, HaveAnAudienceThatKnowsWhatIsOnTheDesktop) {
+    const auto audience = std::make_shared<Audience>();
+    application.notifications->setAudience(audience);
+    desktop.close(shown("a").id, dismissed);
+    application.comeToFront(PresentationOptions::list);
+    shown("b");
+    shown("c");
+    desktop.close(shown("c").id, expired);
+    desktop.crash();
+    EXPECT_THAT(audience->news(7),
+                ElementsAre("shown a", "gone a", "quiet b", "quiet c", "quiet c", "gone b", "gone c"));
+}
+
+TEST_F(DesktopUserNotificationsTest, ThatAreAnsweredElsewhereLeaveTheDesktop) {
+    const auto audience = std::make_shared<Audience>();
+    application.notifications->respond("a", NotificationAction::dismiss);
+    application.notifications->setAudience(audience);
+    const auto first = shown("a");
+    const auto second = shown("b");
+    application.notifications->respond("b", NotificationAction::default_);
+    application.notifications->respond("a", NotificationAction::dismiss);
+    application.notifications->respond("a", NotificationAction::dismiss);
+    EXPECT_THAT(application.responses(2), ElementsAre(response(NotificationAction::default_, "b", 1),
+                                                      response(NotificationAction::dismiss, "a", 0)));
+    EXPECT_THAT(desktop.closed(2), ElementsAre(second.id, first.id));
+    EXPECT_THAT(audience->news(4), ElementsAre("shown a", "shown b", "gone b", "gone a"));
+}
+
+TEST_F(DesktopUserNotificationsTest, MayEndAtAnyMoment) {
+    desktop.hold("Notify");
+    for (int number = 0; number < 5; ++number) {
+        application.add(std::to_string(number));
+    }
+    application.notifications->add({.identifier = "late", .content = {}, .delay = 1ms}, nullptr);
+    application.notifications = nullptr;
+    SUCCEED();
+}
+
+TEST(DesktopUserNotificationsWithoutADesktop, TellThatNoServiceRuns) {
+    const test::PrivateBus bus;
+    NotifyingApplication application({.busAddress = bus.address()});
+    application.add("a");
+    application.add("b");
+    EXPECT_THAT(application.completions(2),
+                ElementsAre(Optional(StartsWith("The notification cannot be shown: no notification service runs on "
+                                                "this desktop (")),
+                            Optional(HasSubstr("org.freedesktop.Notifications"))));
+}
+
+TEST(DesktopUserNotificationsWithoutADesktop, TellThatNoSessionBusRuns) {
+    NotifyingApplication application({.busAddress = "unix:path=/nonexistent/bus"});
+    application.add("a");
+    EXPECT_THAT(application.completions(1),
+                ElementsAre(Optional(std::string("The notification cannot be shown: no session bus runs."))));
+}
+
+TEST(DesktopUserNotificationsWithoutADesktop, TellThatAServiceDoesNotStart) {
+    const test::PrivateBus bus;
+    bus.addService("org.freedesktop.Notifications", "/bin/false");
+    NotifyingApplication application({.busAddress = bus.address()});
+    application.add("a");
+    EXPECT_THAT(application.completions(1), ElementsAre(Optional(HasSubstr("no notification service runs"))));
+}
+
+TEST(DesktopUserNotificationsWithoutADesktop, GiveUpWaitingForAServiceThatDoesNotAnswer) {
+    for (const std::string method : {"GetCapabilities", "Notify"}) {
+        const test::PrivateBus bus;
+        test::FakeDesktop desktop(bus.address());
+        desktop.hold(method);
+        desktop.start();
+        NotifyingApplication application({.busAddress = bus.address(), .patience = 50ms});
+        application.add("a");
+        EXPECT_THAT(application.completions(1), ElementsAre(Optional(HasSubstr("does not answer")))) << method;
+    }
+}
+
+TEST(DesktopUserNotificationsOfAnApplicationWithoutAName, SayWhatSendsThem) {
+    const test::PrivateBus bus;
+    test::FakeDesktop desktop(bus.address());
+    desktop.start();
+    NotifyingApplication application({.busAddress = bus.address()});
+    application.add("a");
+    application.completions(1);
+    application.application->setBundleIdentifier(std::nullopt);
+    application.add("b");
+    application.completions(2);
+    const auto notifications = desktop.notifications();
+    ASSERT_THAT(notifications, SizeIs(2));
+    EXPECT_EQ(notifications[0].applicationName, "org.example.reader");
+    EXPECT_EQ(notifications[1].applicationName, "TarnelSDK");
+    EXPECT_EQ(notifications[1].hint<std::string>("desktop-entry"), std::nullopt);
+}
+
+} // namespace
+} // namespace tarnel
