@@ -449,9 +449,19 @@ std::optional<Value> SimulatedGlasses::property(const std::string& key) const {
     return state_->firmware.property(key);
 }
 
-std::vector<ReceivedMessage> SimulatedGlasses::receivedMessages() const {
+int SimulatedGlasses::batteryLevel() const {
     const std::lock_guard lock(mutex_);
-    return state_->firmware.receivedMessages();
+    return state_->batteryLevel;
+}
+
+bool SimulatedGlasses::isCharging() const {
+    const std::lock_guard lock(mutex_);
+    return state_->isCharging;
+}
+
+std::vector<ReceivedMessage> SimulatedGlasses::receivedMessages(std::size_t first) const {
+    const std::lock_guard lock(mutex_);
+    return state_->firmware.receivedMessages(first);
 }
 
 std::size_t SimulatedGlasses::receivedCount() const {

@@ -94,7 +94,10 @@ public:
     std::optional<std::string> time() const;
     std::optional<std::string> clock() const;
     std::optional<Value> property(const std::string& key) const;
-    std::vector<ReceivedMessage> receivedMessages() const;
+    int batteryLevel() const;
+    bool isCharging() const;
+    /// From the one with this number on, counted from the first ever received, as far as they are kept.
+    std::vector<ReceivedMessage> receivedMessages(std::size_t first = 0) const;
     std::size_t receivedCount() const;
     std::vector<CommandError> errors() const;
     std::size_t errorCount() const;
