@@ -175,7 +175,8 @@ Bytes encodeNotificationAttributes(std::uint32_t uid, std::span<const AttributeT
 }
 
 Bytes encodeAppAttributes(std::string_view appIdentifier, std::span<const AttributeText> attributes) {
-    Bytes bytes{static_cast<std::uint8_t>(CommandID::getAppAttributes)};
+    Bytes bytes;
+    bytes.push_back(static_cast<std::uint8_t>(CommandID::getAppAttributes));
     bytes.insert(bytes.end(), appIdentifier.begin(), appIdentifier.end());
     bytes.push_back(0);
     append(bytes, attributes);
