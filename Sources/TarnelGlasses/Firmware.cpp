@@ -502,8 +502,11 @@ std::optional<Value> Firmware::property(const std::string& key) const {
     return property == state_->properties_.end() ? std::nullopt : std::optional(property->second);
 }
 
-std::vector<ReceivedMessage> Firmware::receivedMessages() const {
-    return {state_->received_.begin(), state_->received_.end()};
+std::vector<ReceivedMessage> Firmware::receivedMessages(std::size_t first) const {
+    const auto& kept = state_->received_;
+    const std::size_t forgotten = state_->receivedCount_ - kept.size();
+    const std::size_t skipped = std::min(first > forgotten ? first - forgotten : 0, kept.size());
+    return {kept.begin() + static_cast<std::ptrdiff_t>(skipped), kept.end()};
 }
 
 std::size_t Firmware::receivedCount() const {

@@ -67,7 +67,7 @@ public:
     Firmware(const GlassesOptions& options, Output output);
     ~Firmware();
 
-    /// A connection stands; values that are sent have at most `maximumValueLength` bytes.
+    /// A connection stands, or changed; values that are sent have at most `maximumValueLength` bytes.
     void connected(std::size_t maximumValueLength);
     /// The connection is gone, and with it half-received messages and the control of an application.
     void disconnected();
@@ -109,7 +109,8 @@ public:
     /// The time of day that the glasses show: the last "set_time" and what has passed since, in the same form.
     std::optional<std::string> clock() const;
     std::optional<Value> property(const std::string& key) const;
-    std::vector<ReceivedMessage> receivedMessages() const;
+    /// From the one with this number on, counted from the first ever received, as far as they are kept.
+    std::vector<ReceivedMessage> receivedMessages(std::size_t first = 0) const;
     std::size_t receivedCount() const;
     /// The errors that were answered.
     std::vector<CommandError> errors() const;

@@ -136,7 +136,7 @@ void SimulatedGlasses::announce() {
 
 /// Ends the connection, if there is one, and changes the state with it. The host is told the error.
 void SimulatedGlasses::end(const std::optional<BluetoothError>& error, const Change& change) {
-    std::shared_ptr<AirLink> link;
+    std::shared_ptr<GlassesLink> link;
     std::shared_ptr<Host> host;
     perform([&](State& state) {
         link = std::exchange(state.link, nullptr);
@@ -210,16 +210,24 @@ std::vector<GattService> SimulatedGlasses::services() const {
     return gattServices(inMode(options_, state_->mode));
 }
 
-void SimulatedGlasses::open(std::shared_ptr<AirLink> link, std::weak_ptr<Host> host) {
+void SimulatedGlasses::open(std::shared_ptr<GlassesLink> link, std::weak_ptr<Host> host) {
     perform([&](State& state) {
         precondition(state.link == nullptr, "glasses have one connection at a time");
         state.link = std::move(link);
         state.host = std::move(host);
         state.updateHalt();
-        state.firmware.connected(state.link->model().maximumValueLength());
+        state.firmware.connected(state.link->maximumValueLength());
         ++state.counters.connections;
     });
     announce();
+}
+
+void SimulatedGlasses::linkChanged() {
+    perform([](State& state) {
+        if (state.link) {
+            state.firmware.connected(state.link->maximumValueLength());
+        }
+    });
 }
 
 void SimulatedGlasses::closed() {
@@ -347,14 +355,13 @@ void SimulatedGlasses::notify(State& state, const UUID& characteristic, Bytes va
     if (characteristic == gatt::inCharacteristic()) {
         value = state.truncated(Direction::toHost, std::move(value));
     }
-    value.resize(std::min(value.size(), state.link->model().maximumValueLength()));
+    value.resize(std::min(value.size(), state.link->maximumValueLength()));
     const std::size_t length = attWriteHeader + value.size();
-    state.link->send(AirLink::Side::glasses, length,
-                     [weak = weak_from_this(), characteristic, value = std::move(value)] {
-                         if (const auto self = weak.lock()) {
-                             self->arriveAtHost(characteristic, value);
-                         }
-                     });
+    state.link->sendToHost(length, [weak = weak_from_this(), characteristic, value = std::move(value)] {
+        if (const auto self = weak.lock()) {
+            self->arriveAtHost(characteristic, value);
+        }
+    });
 }
 
 void SimulatedGlasses::arriveAtHost(const UUID& characteristic, ByteView value) {
@@ -442,9 +449,19 @@ std::optional<Value> SimulatedGlasses::property(const std::string& key) const {
     return state_->firmware.property(key);
 }
 
-std::vector<ReceivedMessage> SimulatedGlasses::receivedMessages() const {
+int SimulatedGlasses::batteryLevel() const {
     const std::lock_guard lock(mutex_);
-    return state_->firmware.receivedMessages();
+    return state_->batteryLevel;
+}
+
+bool SimulatedGlasses::isCharging() const {
+    const std::lock_guard lock(mutex_);
+    return state_->isCharging;
+}
+
+std::vector<ReceivedMessage> SimulatedGlasses::receivedMessages(std::size_t first) const {
+    const std::lock_guard lock(mutex_);
+    return state_->firmware.receivedMessages(first);
 }
 
 std::size_t SimulatedGlasses::receivedCount() const {

@@ -16,7 +16,7 @@
 
 namespace tarnel::glasses {
 
-class AirLink;
+class GlassesLink;
 
 /// One simulated pair of glasses: the firmware model behind its GATT services, on the air of a radio.
 ///
@@ -94,7 +94,10 @@ public:
     std::optional<std::string> time() const;
     std::optional<std::string> clock() const;
     std::optional<Value> property(const std::string& key) const;
-    std::vector<ReceivedMessage> receivedMessages() const;
+    int batteryLevel() const;
+    bool isCharging() const;
+    /// From the one with this number on, counted from the first ever received, as far as they are kept.
+    std::vector<ReceivedMessage> receivedMessages(std::size_t first = 0) const;
     std::size_t receivedCount() const;
     std::vector<CommandError> errors() const;
     std::size_t errorCount() const;
@@ -151,7 +154,9 @@ public:
     std::optional<platform::AdvertisementData> advertisement() const;
     std::string name() const;
     /// Takes a connection. REQUIRES: it advertises.
-    void open(std::shared_ptr<AirLink> link, std::weak_ptr<Host> host);
+    void open(std::shared_ptr<GlassesLink> link, std::weak_ptr<Host> host);
+    /// The connection takes values of another length now.
+    void linkChanged();
     /// The host ended the connection.
     void closed();
     std::vector<GattService> services() const;

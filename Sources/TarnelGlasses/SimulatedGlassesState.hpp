@@ -1,6 +1,6 @@
 #pragma once
 
-#include <TarnelGlasses/AirLink.hpp>
+#include <TarnelGlasses/GlassesLink.hpp>
 #include <TarnelGlasses/SimulatedGlasses.hpp>
 
 #include <array>
@@ -27,7 +27,7 @@ struct SimulatedGlasses::State {
     bool isCharging;
     Bytes lastWritten;
 
-    std::shared_ptr<AirLink> link; ///< while connected
+    std::shared_ptr<GlassesLink> link; ///< while connected
     std::weak_ptr<Host> host;
     std::set<UUID> subscriptions;
     bool isBonded = false;

@@ -179,7 +179,7 @@ void SimulatedGlasses::reset() {
 
 void SimulatedGlasses::leaveRange() {
     post([](SimulatedGlasses& self) {
-        std::shared_ptr<AirLink> link;
+        std::shared_ptr<GlassesLink> link;
         std::uint64_t departures = 0;
         self.perform([&](State& state) {
             state.isInRange = false;
@@ -199,7 +199,7 @@ void SimulatedGlasses::leaveRange() {
                     later.end(centralError(platform::connectionTimedOut, "The connection timed out."), {});
                 }
             },
-            link->model().supervisionTimeout);
+            link->supervisionTimeout());
     });
 }
 

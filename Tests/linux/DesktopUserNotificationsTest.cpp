@@ -19,6 +19,7 @@ using namespace std::chrono_literals;
 using platform::NotificationAction;
 using platform::PresentationOptions;
 using test::NotifyingApplication;
+using test::noError;
 using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -33,8 +34,6 @@ constexpr std::uint32_t dismissed = 2;
 constexpr std::uint32_t withdrawn = 3;
 constexpr std::uint8_t lowUrgency = 0;
 constexpr std::uint8_t normalUrgency = 1;
-
-const std::optional<std::string> noError = std::nullopt;
 
 /// Keeps a record of what the user sees. Any thread.
 class Audience final : public NotificationAudience {
