@@ -77,16 +77,25 @@ void SimulatedGlasses::postChange(Change change) {
 
 /// Changes the state, on the radio's queue; what observes it is told afterwards.
 void SimulatedGlasses::perform(const Change& change) {
-    std::function<void()> observer;
+    std::function<void()> frameObserver;
+    std::function<void()> recordObserver;
     {
         const std::lock_guard lock(mutex_);
+        const auto records = [this] { return state_->firmware.receivedCount() + state_->firmware.errorCount(); };
+        const std::size_t before = records();
         change(*state_);
+        if (records() != before) {
+            recordObserver = state_->recordObserver;
+        }
         if (std::exchange(state_->isFrameChanged, false)) {
-            observer = state_->frameObserver;
+            frameObserver = state_->frameObserver;
         }
     }
-    if (observer) {
-        observer();
+    if (recordObserver) {
+        recordObserver();
+    }
+    if (frameObserver) {
+        frameObserver();
     }
 }
 
@@ -342,6 +351,11 @@ void SimulatedGlasses::setFrameObserver(std::function<void()> observer) {
     state_->frameObserver = std::move(observer);
 }
 
+void SimulatedGlasses::setRecordObserver(std::function<void()> observer) {
+    const std::lock_guard lock(mutex_);
+    state_->recordObserver = std::move(observer);
+}
+
 // What is seen.
 
 Frame SimulatedGlasses::frame() const {
@@ -389,9 +403,9 @@ std::optional<Value> SimulatedGlasses::property(const std::string& key) const {
     return state_->firmware.property(key);
 }
 
-std::vector<ReceivedMessage> SimulatedGlasses::receivedMessages() const {
+std::vector<ReceivedMessage> SimulatedGlasses::receivedMessages(std::size_t seen) const {
     const std::lock_guard lock(mutex_);
-    return state_->firmware.receivedMessages();
+    return state_->firmware.receivedMessages(seen);
 }
 
 std::size_t SimulatedGlasses::receivedCount() const {
@@ -399,9 +413,9 @@ std::size_t SimulatedGlasses::receivedCount() const {
     return state_->firmware.receivedCount();
 }
 
-std::vector<CommandError> SimulatedGlasses::errors() const {
+std::vector<CommandError> SimulatedGlasses::errors(std::size_t seen) const {
     const std::lock_guard lock(mutex_);
-    return state_->firmware.errors();
+    return state_->firmware.errors(seen);
 }
 
 std::size_t SimulatedGlasses::errorCount() const {

@@ -90,9 +90,10 @@ public:
     std::optional<std::string> time() const;
     std::optional<std::string> clock() const;
     std::optional<Value> property(const std::string& key) const;
-    std::vector<ReceivedMessage> receivedMessages() const;
+    /// Those that are kept, without the first `seen` of all; so are the errors.
+    std::vector<ReceivedMessage> receivedMessages(std::size_t seen = 0) const;
     std::size_t receivedCount() const;
-    std::vector<CommandError> errors() const;
+    std::vector<CommandError> errors(std::size_t seen = 0) const;
     std::size_t errorCount() const;
     bool isConnected() const;
     bool isBonded() const;
@@ -115,6 +116,8 @@ public:
     void setTrace(GattTraceObserver observer);
     /// Called when the visible frame may be another; not for what moves.
     void setFrameObserver(std::function<void()> observer);
+    /// Called when a message was received or an error answered.
+    void setRecordObserver(std::function<void()> observer);
 
     // What the host at the other end of the air meets, on the radio's queue.
 

@@ -44,6 +44,7 @@ struct SimulatedGlasses::State {
     Counters counters;
     GattTraceObserver trace;
     std::function<void()> frameObserver;
+    std::function<void()> recordObserver;
     bool isFrameChanged = false;
 
     Bytes batteryPowerState() const {
