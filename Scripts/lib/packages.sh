@@ -16,6 +16,11 @@ packages_to_test=(
     dbus-daemon dunst xvfb xauth
 )
 
+# The virtual machine that Bluetooth is tested in: Tests/Radio/machine.
+packages_to_test_radio=(
+    qemu-system-x86 busybox-static cpio kmod dbus bluez bluez-test-tools
+)
+
 # install_missing PACKAGE...
 #
 # Leaves the system alone when all are there.

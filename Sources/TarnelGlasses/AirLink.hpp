@@ -1,5 +1,6 @@
 #pragma once
 
+#include <TarnelGlasses/GlassesLink.hpp>
 #include <TarnelGlasses/Radio.hpp>
 
 #include <array>
@@ -8,15 +9,13 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace tarnel::glasses {
 
-/// Of an attribute that is written or notified: opcode and attribute handle, in bytes.
-inline constexpr std::size_t attWriteHeader = 3;
-
 /// One connection on the air: carries packets of the attribute protocol both ways, each side's in order, the two sides
 /// taking turns, at the pace of the link model. Used on the radio's queue; owned by its two ends.
-class AirLink : public std::enable_shared_from_this<AirLink> {
+class AirLink final : public GlassesLink, public std::enable_shared_from_this<AirLink> {
 public:
     enum class Side { host, glasses };
 
@@ -29,11 +28,13 @@ public:
     /// closes before. Like every operation here it calls nothing back before it returns.
     void send(Side from, std::size_t attLength, platform::Block arrived);
 
-    /// While halted nothing arrives.
-    void setHalted(bool halted);
-
-    /// Ends the link; what is under way is lost.
-    void close();
+    std::size_t maximumValueLength() const override { return model_.maximumValueLength(); }
+    platform::Duration supervisionTimeout() const override { return model_.supervisionTimeout; }
+    void sendToHost(std::size_t attLength, platform::Block arrived) override {
+        send(Side::glasses, attLength, std::move(arrived));
+    }
+    void setHalted(bool halted) override;
+    void close() override;
 
     class Key {
         friend class AirLink;

@@ -42,7 +42,7 @@ std::shared_ptr<SimulatedGlasses> SimulatedGlasses::make(const std::shared_ptr<R
 
 SimulatedGlasses::SimulatedGlasses(Key, const std::shared_ptr<Radio>& radio, const Options& options)
     : options_(options), queue_(radio->queuePointer()), now_(radio->clock()), radio_(radio),
-      state_(std::make_unique<State>(options, firmwareOutput())) {}
+      state_(std::make_unique<State>(options, firmwareOutput(), readerOutput())) {}
 
 SimulatedGlasses::~SimulatedGlasses() = default;
 
@@ -56,6 +56,38 @@ Firmware::Output SimulatedGlasses::firmwareOutput() {
                 },
             .now = now_,
             .frameChanged = [this] { state_->isFrameChanged = true; }};
+}
+
+NotificationReader::Output SimulatedGlasses::readerOutput() {
+    constexpr std::size_t subscriptions = 2 * 5; // a descriptor of two bytes each, with opcode and handle
+    return {.subscribe = [this] { sendToHost(subscriptions, [](Host& host) { host.notificationsWanted(); }); },
+            .write =
+                [this](Bytes value) {
+                    const auto length = attWriteHeader + value.size();
+                    sendToHost(length, [value = std::move(value)](Host& host) { host.controlPointWritten(value); });
+                },
+            .after =
+                [this](Duration delay, platform::Block block) {
+                    post([block = std::move(block)](SimulatedGlasses& self) { self.perform([&](State&) { block(); }); },
+                         delay);
+                },
+            .changed =
+                [this] {
+                    state_->firmware.setNotificationCount(state_->reader.notifications().size());
+                    state_->areNotificationsChanged = true;
+                }};
+}
+
+/// Sends the host a packet, with the state locked.
+void SimulatedGlasses::sendToHost(std::size_t attLength, std::function<void(Host&)> arrived) {
+    if (!state_->link) {
+        return;
+    }
+    state_->link->send(AirLink::Side::glasses, attLength, [host = state_->host, arrived = std::move(arrived)] {
+        if (const auto there = host.lock()) {
+            arrived(*there);
+        }
+    });
 }
 
 void SimulatedGlasses::post(std::function<void(SimulatedGlasses&)> step, Duration delay) {
@@ -77,16 +109,22 @@ void SimulatedGlasses::postChange(Change change) {
 
 /// Changes the state, on the radio's queue; what observes it is told afterwards.
 void SimulatedGlasses::perform(const Change& change) {
-    std::function<void()> observer;
+    std::function<void()> frameObserver;
+    std::function<void()> notificationObserver;
     {
         const std::lock_guard lock(mutex_);
         change(*state_);
         if (std::exchange(state_->isFrameChanged, false)) {
-            observer = state_->frameObserver;
+            frameObserver = state_->frameObserver;
+        }
+        if (std::exchange(state_->areNotificationsChanged, false)) {
+            notificationObserver = state_->notificationObserver;
         }
     }
-    if (observer) {
-        observer();
+    for (const auto& observer : {frameObserver, notificationObserver}) {
+        if (observer) {
+            observer();
+        }
     }
 }
 
@@ -98,7 +136,7 @@ void SimulatedGlasses::announce() {
 
 /// Ends the connection, if there is one, and changes the state with it. The host is told the error.
 void SimulatedGlasses::end(const std::optional<BluetoothError>& error, const Change& change) {
-    std::shared_ptr<AirLink> link;
+    std::shared_ptr<GlassesLink> link;
     std::shared_ptr<Host> host;
     perform([&](State& state) {
         link = std::exchange(state.link, nullptr);
@@ -106,6 +144,7 @@ void SimulatedGlasses::end(const std::optional<BluetoothError>& error, const Cha
         if (link) {
             state.subscriptions.clear();
             state.firmware.disconnected();
+            state.reader.end();
         }
         if (change) {
             change(state);
@@ -171,16 +210,24 @@ std::vector<GattService> SimulatedGlasses::services() const {
     return gattServices(inMode(options_, state_->mode));
 }
 
-void SimulatedGlasses::open(std::shared_ptr<AirLink> link, std::weak_ptr<Host> host) {
+void SimulatedGlasses::open(std::shared_ptr<GlassesLink> link, std::weak_ptr<Host> host) {
     perform([&](State& state) {
         precondition(state.link == nullptr, "glasses have one connection at a time");
         state.link = std::move(link);
         state.host = std::move(host);
         state.updateHalt();
-        state.firmware.connected(state.link->model().maximumValueLength());
+        state.firmware.connected(state.link->maximumValueLength());
         ++state.counters.connections;
     });
     announce();
+}
+
+void SimulatedGlasses::linkChanged() {
+    perform([](State& state) {
+        if (state.link) {
+            state.firmware.connected(state.link->maximumValueLength());
+        }
+    });
 }
 
 void SimulatedGlasses::closed() {
@@ -280,6 +327,22 @@ void SimulatedGlasses::bond() {
     perform([](State& state) { state.isBonded = true; });
 }
 
+void SimulatedGlasses::notificationsOffered(bool isOffered) {
+    perform([&](State& state) { isOffered ? state.reader.begin() : state.reader.end(); });
+}
+
+void SimulatedGlasses::notificationSourceChanged(ByteView value) {
+    perform([&](State& state) { state.reader.receiveEvent(value); });
+}
+
+void SimulatedGlasses::notificationDataChanged(ByteView value) {
+    perform([&](State& state) { state.reader.receiveData(value); });
+}
+
+void SimulatedGlasses::controlPointAnswered(bool isAccepted) {
+    perform([&](State& state) { state.reader.written(isAccepted); });
+}
+
 void SimulatedGlasses::countLostWrite() {
     perform([](State& state) { ++state.counters.lostWrites; });
 }
@@ -292,14 +355,13 @@ void SimulatedGlasses::notify(State& state, const UUID& characteristic, Bytes va
     if (characteristic == gatt::inCharacteristic()) {
         value = state.truncated(Direction::toHost, std::move(value));
     }
-    value.resize(std::min(value.size(), state.link->model().maximumValueLength()));
+    value.resize(std::min(value.size(), state.link->maximumValueLength()));
     const std::size_t length = attWriteHeader + value.size();
-    state.link->send(AirLink::Side::glasses, length,
-                     [weak = weak_from_this(), characteristic, value = std::move(value)] {
-                         if (const auto self = weak.lock()) {
-                             self->arriveAtHost(characteristic, value);
-                         }
-                     });
+    state.link->sendToHost(length, [weak = weak_from_this(), characteristic, value = std::move(value)] {
+        if (const auto self = weak.lock()) {
+            self->arriveAtHost(characteristic, value);
+        }
+    });
 }
 
 void SimulatedGlasses::arriveAtHost(const UUID& characteristic, ByteView value) {
@@ -333,6 +395,11 @@ void SimulatedGlasses::setTrace(GattTraceObserver observer) {
 void SimulatedGlasses::setFrameObserver(std::function<void()> observer) {
     const std::lock_guard lock(mutex_);
     state_->frameObserver = std::move(observer);
+}
+
+void SimulatedGlasses::setNotificationObserver(std::function<void()> observer) {
+    const std::lock_guard lock(mutex_);
+    state_->notificationObserver = std::move(observer);
 }
 
 // What is seen.
@@ -410,6 +477,17 @@ std::vector<CommandError> SimulatedGlasses::errors() const {
 std::size_t SimulatedGlasses::errorCount() const {
     const std::lock_guard lock(mutex_);
     return state_->firmware.errorCount();
+}
+
+std::vector<HostNotification> SimulatedGlasses::notifications() const {
+    const std::lock_guard lock(mutex_);
+    const auto& notifications = state_->reader.notifications();
+    return {notifications.begin(), notifications.end()};
+}
+
+std::size_t SimulatedGlasses::notificationErrorCount() const {
+    const std::lock_guard lock(mutex_);
+    return state_->reader.errorCount();
 }
 
 bool SimulatedGlasses::isConnected() const {

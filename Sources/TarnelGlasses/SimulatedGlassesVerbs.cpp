@@ -30,6 +30,14 @@ void SimulatedGlasses::displayTimeout() {
     postChange([](State& state) { state.firmware.displayTimeout(); });
 }
 
+void SimulatedGlasses::openNotification(std::uint32_t uid) {
+    postChange([uid](State& state) { state.reader.open(uid); });
+}
+
+void SimulatedGlasses::clearNotification(std::uint32_t uid) {
+    postChange([uid](State& state) { state.reader.clear(uid); });
+}
+
 void SimulatedGlasses::setBattery(int level, bool charging) {
     precondition(level >= 0 && level <= 100, "a battery level lies in 0...100");
     post([level, charging](SimulatedGlasses& self) {
@@ -171,7 +179,7 @@ void SimulatedGlasses::reset() {
 
 void SimulatedGlasses::leaveRange() {
     post([](SimulatedGlasses& self) {
-        std::shared_ptr<AirLink> link;
+        std::shared_ptr<GlassesLink> link;
         std::uint64_t departures = 0;
         self.perform([&](State& state) {
             state.isInRange = false;
@@ -191,7 +199,7 @@ void SimulatedGlasses::leaveRange() {
                     later.end(centralError(platform::connectionTimedOut, "The connection timed out."), {});
                 }
             },
-            link->model().supervisionTimeout);
+            link->supervisionTimeout());
     });
 }
 

@@ -21,9 +21,10 @@ std::string messagesLocale(const Environment& environment) {
 
 LinuxApplication::LinuxApplication(std::optional<std::string> identifier,
                                    std::optional<std::filesystem::path> resourceDirectory,
-                                   const Environment& environment)
+                                   const Environment& environment, std::optional<std::string> locale)
     : identifier_(std::move(identifier)), documentDirectory_(documentsFolder(environment)),
-      resourceDirectory_(std::move(resourceDirectory)), locale_(messagesLocale(environment)) {}
+      resourceDirectory_(std::move(resourceDirectory)),
+      locale_(locale ? std::move(*locale) : messagesLocale(environment)) {}
 
 void LinuxApplication::setState(platform::ApplicationState state) {
     using platform::ApplicationState;

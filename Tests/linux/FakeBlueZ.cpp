@@ -53,6 +53,9 @@ void FakeBlueZ::start() {
                 agent_ = path;
                 agentOwner_ = raw->getCurrentlyProcessedMessage()->getSender();
             });
+        root->registerMethod("RequestDefaultAgent")
+            .onInterface(agentManagerInterface)
+            .implementedAs([this](const sdbus::ObjectPath& path) { hasDefaultAgent_ = path == agent_; });
         root->finishRegistration();
         objects_["/org/bluez"] = std::move(root);
         if (!adapter_.empty()) {
@@ -94,6 +97,8 @@ void FakeBlueZ::crash() {
         isDiscovering_ = false;
         held_.clear();
         heldReads_.clear();
+        server_.clear();
+        hasDefaultAgent_ = false;
         objects_.clear();
         connection_.reset();
     });
@@ -138,8 +143,29 @@ void FakeBlueZ::exportAdapter() {
         count("StopDiscovery");
         isDiscovering_ = false;
     });
+    object->registerProperty("Alias")
+        .onInterface(adapterInterface)
+        .withGetter([this] { return alias_; })
+        .withSetter([this](const std::string& alias) { alias_ = alias.empty() ? "machine" : alias; });
+    object->registerMethod("RemoveDevice")
+        .onInterface(adapterInterface)
+        .implementedAs([this](const sdbus::ObjectPath& path) {
+            count("RemoveDevice");
+            for (auto& [address, device] : devices_) {
+                if (devicePath(*device) == path) {
+                    setConnected(*device, false);
+                    device->isBonded = device->isKnown = false;
+                    loop_.post([this, path] { removeBelow(path); });
+                }
+            }
+        });
+    std::vector<std::string> interfaces{adapterInterface};
+    if (hasPeripherals_) {
+        server_.exportOn(*connection_, *object);
+        interfaces.insert(interfaces.end(), {gattManagerInterface, advertisingManagerInterface});
+    }
     object->finishRegistration();
-    object->emitInterfacesAddedSignal({adapterInterface});
+    object->emitInterfacesAddedSignal(interfaces);
     objects_[adapter_] = std::move(object);
 }
 
@@ -155,6 +181,7 @@ void FakeBlueZ::removeAdapter(const std::string& name) {
         }
         removeBelow(path);
         isDiscovering_ = false;
+        server_.clear();
         adapter_.clear();
     });
 }
@@ -562,7 +589,7 @@ std::vector<std::string> FakeBlueZ::filteredServices() {
 
 int FakeBlueZ::calls(const std::string& method) {
     int calls = 0;
-    sync([&] { calls = calls_[method]; });
+    sync([&] { calls = calls_[method] + server_.calls[method]; });
     return calls;
 }
 

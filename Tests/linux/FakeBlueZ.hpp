@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FakeGattServer.hpp"
+
 #include <TarnelLinux/bluez/Bus.hpp>
 #include <TarnelLinux/bluez/EventLoop.hpp>
 #include <TarnelSDK/platform/Bytes.hpp>
@@ -9,6 +11,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <future>
 #include <map>
 #include <memory>
 #include <optional>
@@ -91,6 +94,26 @@ public:
     /// How many packets wait in the socket. They are taken out.
     int packetsIn(const std::string& address, const std::string& uuid);
 
+    // Applications as peripherals. A central's requests wait for their answers, at most half a minute.
+
+    /// The adapter has no managers for that.
+    void forbidPeripherals() { hasPeripherals_ = false; }
+    void refuseAdvertisements(int count);
+    void releaseAdvertisement();
+    std::optional<FakeAdvertisement> advertisement();
+    std::vector<std::string> publishedServices();
+    std::vector<std::string> publishedFlags(const std::string& uuid);
+    FakeAnswer centralReads(const std::string& address, const std::string& uuid, FakeGattServer::Options options = {});
+    FakeAnswer centralWrites(const std::string& address, const std::string& uuid, const Bytes& value,
+                             FakeGattServer::Options options = {});
+    /// The request is made, its answer not waited for.
+    std::future<FakeAnswer> centralBeginsToRead(const std::string& address, const std::string& uuid,
+                                                FakeGattServer::Options options = {});
+    void centralSubscribes(const std::string& uuid, bool isOn = true);
+    std::vector<Bytes> notified(const std::string& uuid);
+    std::string alias();
+    bool isDefaultAgent();
+
     FakeDevice device(const std::string& address);
     FakeCharacteristic characteristic(const std::string& address, const std::string& uuid);
     bool isDiscovering();
@@ -131,6 +154,10 @@ private:
     std::string agent_;
     std::string agentOwner_;
     std::map<std::string, int> calls_;
+    FakeGattServer server_;
+    bool hasPeripherals_ = true;
+    std::string alias_ = "machine";
+    bool hasDefaultAgent_ = false;
     bluez::EventLoop loop_;
 };
 

@@ -1,5 +1,4 @@
 #include <TarnelLinux/bluez/Agent.hpp>
-#include <TarnelLinux/bluez/Host.hpp>
 #include <TarnelLinux/bluez/Names.hpp>
 
 #include <cstdint>
@@ -43,19 +42,28 @@ void Agent::expose(sdbus::IConnection* connection) {
 }
 
 void Agent::require(const sdbus::ObjectPath& device) const {
-    const Properties* properties = host_.bus().properties(device, deviceInterface);
+    const Properties* properties = bus_.properties(device, deviceInterface);
     const auto address = properties ? valueOf<std::string>(*properties, "Address") : std::nullopt;
-    if (!address || !host_.links().isUsed(*address)) {
+    if (!address || !accepts_(*address)) {
         reject();
     }
 }
 
 void Agent::enrol() {
-    host_.bus().call(
+    bus_.call(
         "/org/bluez", agentManagerInterface, "RegisterAgent",
         [](sdbus::MethodCall& message) { message << sdbus::ObjectPath(agentPath) << std::string("NoInputNoOutput"); },
         [](sdbus::MethodReply*, const Failure*) {
             // Without an agent, devices that need no pairing can still be used.
+        });
+}
+
+void Agent::requestDefault() {
+    bus_.call(
+        "/org/bluez", agentManagerInterface, "RequestDefaultAgent",
+        [](sdbus::MethodCall& message) { message << sdbus::ObjectPath(agentPath); },
+        [](sdbus::MethodReply*, const Failure*) {
+            // Then the desktop's agent asks the user.
         });
 }
 

@@ -1,3 +1,4 @@
+#include <TarnelLinux/bluez/Adapters.hpp>
 #include <TarnelLinux/bluez/Central.hpp>
 #include <TarnelLinux/bluez/Host.hpp>
 #include <TarnelLinux/bluez/Names.hpp>
@@ -23,10 +24,6 @@ std::optional<std::string> devicePathIn(const std::string& path) {
     return path.substr(0, path.find('/', at + 1));
 }
 
-bool endsInName(const std::string& path, const std::string& name) {
-    return path.ends_with("/" + name);
-}
-
 } // namespace
 
 std::shared_ptr<Host> Host::make(HostOptions options) {
@@ -41,7 +38,7 @@ std::shared_ptr<Host> Host::make(HostOptions options) {
 
 Host::Host(HostOptions options)
     : options_(std::move(options)), bus_(loop_, options_.busAddress, *this), discovery_(loop_, bus_), links_(*this),
-      agent_(*this) {}
+      agent_(bus_, [this](const std::string& address) { return links_.isUsed(address); }) {}
 
 Host::~Host() {
     loop_.end();
@@ -71,31 +68,6 @@ void Host::dropGoneCentrals() {
 
 // The adapter.
 
-std::string Host::chooseAdapter() const {
-    std::string chosen;
-    for (const auto& [path, interfaces] : bus_.objects()) {
-        const auto found = interfaces.find(adapterInterface);
-        if (found == interfaces.end()) {
-            continue;
-        }
-        if (options_.adapter) {
-            if (endsInName(path, *options_.adapter) ||
-                valueOf<std::string>(found->second, "Address") == options_.adapter) {
-                return path;
-            }
-            continue;
-        }
-        const bool isPowered = valueOf<bool>(found->second, "Powered").value_or(false);
-        if (isPowered && path == adapter_) {
-            return path;
-        }
-        if (chosen.empty() || (isPowered && stateOf(chosen) != CentralState::poweredOn)) {
-            chosen = path;
-        }
-    }
-    return chosen;
-}
-
 CentralState Host::stateOf(const std::string& adapter) const {
     if (!bus_.isDaemonThere()) {
         const auto& failure = bus_.failure();
@@ -111,7 +83,7 @@ CentralState Host::stateOf(const std::string& adapter) const {
 }
 
 void Host::updateAdapter() {
-    const std::string chosen = chooseAdapter();
+    const std::string chosen = chooseAdapter(bus_, options_.adapter, adapter_);
     if (chosen != adapter_) {
         // Whatever was connected through the other adapter is gone.
         if (state_ == CentralState::poweredOn) {
