@@ -44,6 +44,14 @@ void record(std::deque<T>& records, T entry) {
     }
 }
 
+/// The records that are kept, of `count` in all, without the first `seen`.
+template <typename T>
+std::vector<T> unseen(const std::deque<T>& records, std::size_t count, std::size_t seen) {
+    const std::size_t forgotten = count - records.size();
+    const std::size_t skipped = std::min(records.size(), seen > forgotten ? seen - forgotten : 0);
+    return {records.begin() + static_cast<std::ptrdiff_t>(skipped), records.end()};
+}
+
 } // namespace
 
 class Firmware::State : public std::enable_shared_from_this<State> {
@@ -502,19 +510,16 @@ std::optional<Value> Firmware::property(const std::string& key) const {
     return property == state_->properties_.end() ? std::nullopt : std::optional(property->second);
 }
 
-std::vector<ReceivedMessage> Firmware::receivedMessages(std::size_t first) const {
-    const auto& kept = state_->received_;
-    const std::size_t forgotten = state_->receivedCount_ - kept.size();
-    const std::size_t skipped = std::min(first > forgotten ? first - forgotten : 0, kept.size());
-    return {kept.begin() + static_cast<std::ptrdiff_t>(skipped), kept.end()};
+std::vector<ReceivedMessage> Firmware::receivedMessages(std::size_t seen) const {
+    return unseen(state_->received_, state_->receivedCount_, seen);
 }
 
 std::size_t Firmware::receivedCount() const {
     return state_->receivedCount_;
 }
 
-std::vector<CommandError> Firmware::errors() const {
-    return {state_->errors_.begin(), state_->errors_.end()};
+std::vector<CommandError> Firmware::errors(std::size_t seen) const {
+    return unseen(state_->errors_, state_->errorCount_, seen);
 }
 
 std::size_t Firmware::errorCount() const {

@@ -109,11 +109,11 @@ public:
     /// The time of day that the glasses show: the last "set_time" and what has passed since, in the same form.
     std::optional<std::string> clock() const;
     std::optional<Value> property(const std::string& key) const;
-    /// From the one with this number on, counted from the first ever received, as far as they are kept.
-    std::vector<ReceivedMessage> receivedMessages(std::size_t first = 0) const;
+    /// Those that are kept, without the first `seen` of all that were received.
+    std::vector<ReceivedMessage> receivedMessages(std::size_t seen = 0) const;
     std::size_t receivedCount() const;
-    /// The errors that were answered.
-    std::vector<CommandError> errors() const;
+    /// The errors that were answered, without the first `seen`.
+    std::vector<CommandError> errors(std::size_t seen = 0) const;
     std::size_t errorCount() const;
 
 private:

@@ -111,9 +111,15 @@ void SimulatedGlasses::postChange(Change change) {
 void SimulatedGlasses::perform(const Change& change) {
     std::function<void()> frameObserver;
     std::function<void()> notificationObserver;
+    std::function<void()> recordObserver;
     {
         const std::lock_guard lock(mutex_);
+        const auto records = [this] { return state_->firmware.receivedCount() + state_->firmware.errorCount(); };
+        const std::size_t before = records();
         change(*state_);
+        if (records() != before) {
+            recordObserver = state_->recordObserver;
+        }
         if (std::exchange(state_->isFrameChanged, false)) {
             frameObserver = state_->frameObserver;
         }
@@ -121,7 +127,7 @@ void SimulatedGlasses::perform(const Change& change) {
             notificationObserver = state_->notificationObserver;
         }
     }
-    for (const auto& observer : {frameObserver, notificationObserver}) {
+    for (const auto& observer : {recordObserver, frameObserver, notificationObserver}) {
         if (observer) {
             observer();
         }
@@ -402,6 +408,11 @@ void SimulatedGlasses::setNotificationObserver(std::function<void()> observer) {
     state_->notificationObserver = std::move(observer);
 }
 
+void SimulatedGlasses::setRecordObserver(std::function<void()> observer) {
+    const std::lock_guard lock(mutex_);
+    state_->recordObserver = std::move(observer);
+}
+
 // What is seen.
 
 Frame SimulatedGlasses::frame() const {
@@ -459,9 +470,9 @@ bool SimulatedGlasses::isCharging() const {
     return state_->isCharging;
 }
 
-std::vector<ReceivedMessage> SimulatedGlasses::receivedMessages(std::size_t first) const {
+std::vector<ReceivedMessage> SimulatedGlasses::receivedMessages(std::size_t seen) const {
     const std::lock_guard lock(mutex_);
-    return state_->firmware.receivedMessages(first);
+    return state_->firmware.receivedMessages(seen);
 }
 
 std::size_t SimulatedGlasses::receivedCount() const {
@@ -469,9 +480,9 @@ std::size_t SimulatedGlasses::receivedCount() const {
     return state_->firmware.receivedCount();
 }
 
-std::vector<CommandError> SimulatedGlasses::errors() const {
+std::vector<CommandError> SimulatedGlasses::errors(std::size_t seen) const {
     const std::lock_guard lock(mutex_);
-    return state_->firmware.errors();
+    return state_->firmware.errors(seen);
 }
 
 std::size_t SimulatedGlasses::errorCount() const {

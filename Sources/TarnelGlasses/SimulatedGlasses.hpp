@@ -96,10 +96,10 @@ public:
     std::optional<Value> property(const std::string& key) const;
     int batteryLevel() const;
     bool isCharging() const;
-    /// From the one with this number on, counted from the first ever received, as far as they are kept.
-    std::vector<ReceivedMessage> receivedMessages(std::size_t first = 0) const;
+    /// Those that are kept, without the first `seen` of all; so are the errors.
+    std::vector<ReceivedMessage> receivedMessages(std::size_t seen = 0) const;
     std::size_t receivedCount() const;
-    std::vector<CommandError> errors() const;
+    std::vector<CommandError> errors(std::size_t seen = 0) const;
     std::size_t errorCount() const;
     /// The host's notifications that the glasses have read, oldest first; empty while the host shares none with them.
     std::vector<HostNotification> notifications() const;
@@ -128,6 +128,8 @@ public:
     void setFrameObserver(std::function<void()> observer);
     /// Called when `notifications` is another.
     void setNotificationObserver(std::function<void()> observer);
+    /// Called when a message was received or an error answered.
+    void setRecordObserver(std::function<void()> observer);
 
     // What the host at the other end of the air meets, on the radio's queue.
 

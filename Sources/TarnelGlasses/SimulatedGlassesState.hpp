@@ -45,6 +45,7 @@ struct SimulatedGlasses::State {
     Counters counters;
     GattTraceObserver trace;
     std::function<void()> frameObserver;
+    std::function<void()> recordObserver;
     bool isFrameChanged = false;
     std::function<void()> notificationObserver;
     bool areNotificationsChanged = false;
