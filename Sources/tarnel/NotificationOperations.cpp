@@ -1,5 +1,6 @@
 #include "Bridge.hpp"
 #include "Operations.hpp"
+#include "Simulation.hpp"
 
 #include <TarnelGlasses/SimulatedWorld.hpp>
 #include <TarnelSDK/device/Tarnel.hpp>
