@@ -181,7 +181,7 @@ void GlassesOnAir::open(const ConnectedCentral& central) {
     glasses_->open(link_, weak_from_this());
     tell([&](auto& observer) { observer.connected(central); });
     if (const auto identifier = bluez::identifierOfAddress(central.address); identifier && notifications_) {
-        notifications_->connected(*identifier);
+        notifications_->connected(*identifier, central.isBonded);
     }
     if (central.isBonded) {
         bond(central);

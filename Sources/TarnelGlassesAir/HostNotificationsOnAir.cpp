@@ -36,12 +36,18 @@ void HostNotificationsOnAir::start() {
     central_ = bluetooth_->makeCentral(weak_from_this(), queue_, {});
 }
 
-void HostNotificationsOnAir::connected(const UUID& host) {
+void HostNotificationsOnAir::connected(const UUID& host, bool isBonded) {
     host_ = host;
+    if (isBonded) {
+        failures_.erase(host);
+    }
     reach();
 }
 
 void HostNotificationsOnAir::disconnected() {
+    if (std::exchange(isSubscribing_, false) && host_) {
+        ++failures_[*host_];
+    }
     host_.reset();
     lose();
     // Its own end of the connection is gone with the host's; a request for it would call the host back.
@@ -111,6 +117,10 @@ void HostNotificationsOnAir::didDiscoverCharacteristics(
     notificationSource_ = find(notificationSource());
     dataSource_ = find(dataSource());
     controlPoint_ = notificationSource_ && dataSource_ ? find(controlPoint()) : nullptr;
+    const auto failures = host_ ? failures_.find(*host_) : failures_.end();
+    if (failures != failures_.end() && failures->second >= mostAttempts) {
+        controlPoint_.reset();
+    }
     if (controlPoint_) {
         glasses_->notificationsOffered(true);
     }
@@ -118,6 +128,7 @@ void HostNotificationsOnAir::didDiscoverCharacteristics(
 
 void HostNotificationsOnAir::subscribe() {
     if (controlPoint_) {
+        isSubscribing_ = true;
         peripheral_->setNotifyValue(true, dataSource_);
         peripheral_->setNotifyValue(true, notificationSource_);
     }
@@ -126,6 +137,21 @@ void HostNotificationsOnAir::subscribe() {
 void HostNotificationsOnAir::write(ByteView command) {
     if (controlPoint_) {
         peripheral_->writeValue(command, controlPoint_, platform::WriteType::withResponse);
+    }
+}
+
+void HostNotificationsOnAir::didUpdateNotificationState(const platform::PeripheralPointer&,
+                                                        const platform::CharacteristicPointer& characteristic,
+                                                        const std::optional<platform::BluetoothError>& error) {
+    if (!host_ || characteristic != notificationSource_) {
+        return;
+    }
+    isSubscribing_ = false;
+    if (error) {
+        ++failures_[*host_];
+        lose();
+    } else {
+        failures_.erase(*host_);
     }
 }
 

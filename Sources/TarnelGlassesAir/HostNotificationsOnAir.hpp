@@ -3,6 +3,7 @@
 #include <TarnelGlasses/SimulatedGlasses.hpp>
 #include <TarnelSDK/platform/Bluetooth.hpp>
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,10 +13,15 @@ namespace tarnel::glasses {
 
 /// The way from glasses on the air to the notifications of the host that is connected to them: its Apple Notification
 /// Center Service, of which the glasses are a client over the same connection. Used on the radio's queue.
+///
+/// The service asks for pairing, and a pairing that fails ends the connection: a host on which the subscription came to
+/// nothing `mostAttempts` times in a row is left alone until it is bonded.
 class HostNotificationsOnAir final : public platform::BluetoothCentralDelegate,
                                      public platform::BluetoothPeripheralDelegate,
                                      public std::enable_shared_from_this<HostNotificationsOnAir> {
 public:
+    static constexpr int mostAttempts = 3;
+
     HostNotificationsOnAir(std::shared_ptr<platform::BluetoothProvider> bluetooth,
                            std::shared_ptr<platform::Queue> queue, std::shared_ptr<SimulatedGlasses> glasses);
 
@@ -23,7 +29,7 @@ public:
     void start();
 
     /// The host with this identifier is connected, or no host is any more.
-    void connected(const UUID& host);
+    void connected(const UUID& host, bool isBonded);
     void disconnected();
 
     // What the glasses do.
@@ -56,6 +62,9 @@ public:
     void didWriteValue(const platform::PeripheralPointer& peripheral,
                        const platform::CharacteristicPointer& characteristic,
                        const std::optional<platform::BluetoothError>& error) override;
+    void didUpdateNotificationState(const platform::PeripheralPointer& peripheral,
+                                    const platform::CharacteristicPointer& characteristic,
+                                    const std::optional<platform::BluetoothError>& error) override;
     void didModifyServices(const platform::PeripheralPointer& peripheral,
                            const std::vector<platform::ServicePointer>& invalidated) override;
 
@@ -68,6 +77,8 @@ private:
     const std::shared_ptr<SimulatedGlasses> glasses_;
     std::shared_ptr<platform::BluetoothCentral> central_;
     std::optional<UUID> host_;
+    std::map<UUID, int> failures_; ///< of subscriptions in a row, by host
+    bool isSubscribing_ = false;
     platform::PeripheralPointer peripheral_;
     platform::CharacteristicPointer notificationSource_;
     platform::CharacteristicPointer controlPoint_;

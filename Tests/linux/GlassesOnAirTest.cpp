@@ -522,6 +522,26 @@ TEST(GlassesOnAir, readTheNotificationsOfTheHost) {
     EXPECT_FALSE(air.bluez.device(phoneAddress).isConnected) << "glasses do not call a host back";
 }
 
+TEST(GlassesOnAir, leaveAHostAloneThatRefusesItsNotificationsAgainAndAgain) {
+    Air air({}, true);
+    auto refusing = notificationServices();
+    refusing[0].characteristics[0].refusal = bluez::Failure{"org.bluez.Error.NotPermitted", "Not paired"};
+    air.connect(false, refusing);
+    constexpr int most = glasses::HostNotificationsOnAir::mostAttempts;
+    for (int round = 1; round <= most + 1; ++round) {
+        EXPECT_TRUE(air.eventually([&] {
+            return air.bluez.characteristic(phoneAddress, hostData).isNotifying || round > most;
+        })) << round;
+        air.bluez.dropConnection(phoneAddress);
+        ASSERT_TRUE(air.record->await("disconnected", round));
+        ASSERT_TRUE(air.record->await("advertising", round + 1));
+        air.bluez.connectByAnother(phoneAddress);
+        ASSERT_TRUE(air.record->await("connected " + std::string(phoneAddress), round + 1));
+    }
+    EXPECT_EQ(air.read(batteryLevel).error, std::nullopt);
+    EXPECT_LE(air.bluez.calls("StartNotify"), 2 * most) << "the data source and the notification source";
+}
+
 TEST(GlassesOnAir, leaveAHostAloneThatSharesNoNotifications) {
     Air air({}, true);
     air.connect();
