@@ -13,19 +13,21 @@ namespace {
 class LinuxNativePlatform final : public NativePlatform {
 public:
     explicit LinuxNativePlatform(NativePlatformOptions options)
-        : bluetooth_(std::make_shared<ObservedBluetooth>(
-              std::make_shared<BlueZBluetooth>(BlueZOptions{.adapter = std::move(options.adapter),
-                                                            .attemptFailed = std::move(options.attemptFailed)}),
-              std::move(options.observer))),
+        : adapter_(std::make_shared<BlueZBluetooth>(
+              BlueZOptions{.adapter = std::move(options.adapter), .attemptFailed = std::move(options.attemptFailed)})),
+          bluetooth_(std::make_shared<ObservedBluetooth>(adapter_, std::move(options.observer))),
           platform_({.identifier = applicationIdentifier,
                      .resourceDirectory = installedResources(),
                      .bluetooth = bluetooth_,
-                     .locale = std::move(options.locale)}) {}
+                     .locale = std::move(options.locale)}) {
+        adapter_->shareNotifications(platform_.notificationProvider());
+    }
 
     ThreadScheduler& scheduler() override { return platform_.scheduler(); }
     ObservedBluetooth& bluetooth() override { return *bluetooth_; }
 
 private:
+    const std::shared_ptr<BlueZBluetooth> adapter_;
     const std::shared_ptr<ObservedBluetooth> bluetooth_;
     LinuxPlatform platform_;
 };
