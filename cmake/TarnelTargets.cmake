@@ -5,7 +5,8 @@ include_guard(GLOBAL)
 add_library(tarnel_options INTERFACE)
 target_compile_features(tarnel_options INTERFACE cxx_std_20)
 target_compile_options(tarnel_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+    -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
+    $<$<NOT:$<BOOL:${CMAKE_UNITY_BUILD}>>:-Wshadow>   # of the file itself, not of those compiled with it
     $<$<BOOL:${TARNEL_WERROR}>:-Werror>)
 if(TARNEL_SANITIZE)
     list(JOIN TARNEL_SANITIZE "," sanitizers)

@@ -6,14 +6,19 @@ packages_to_build=(
     libcairo2-dev libfreetype-dev libharfbuzz-dev libfribidi-dev libfontconfig-dev
     fonts-noto-core fonts-noto-cjk fonts-symbola
     libasio-dev libcli11-dev libgif-dev nlohmann-json3-dev libmsgpack-cxx-dev
-    libsdbus-c++-dev libsqlite3-dev
+    libsdbus-c++-dev libsqlite3-dev qt6-base-dev
 )
 
 packages_to_test=(
     "${packages_to_build[@]}"
     clang clang-format clang-tidy libclang-rt-dev llvm python3
     libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
-    dbus-daemon dunst xvfb
+    dbus-daemon dunst xvfb xauth
+)
+
+# The virtual machine that Bluetooth is tested in: Tests/Radio/machine.
+packages_to_test_radio=(
+    qemu-system-x86 busybox-static cpio kmod dbus bluez bluez-test-tools
 )
 
 # install_missing PACKAGE...

@@ -80,6 +80,7 @@ public:
     const LvglVersion lvglVersion_;
     int batteryLevel_;
     bool isCharging_;
+    std::size_t notifications_ = 0;                 ///< of the host
     std::optional<std::size_t> maximumValueLength_; ///< while connected
     ChunkJoiner joiner_{maximumMessageSize};
     ChunkCutter cutter_;
@@ -383,8 +384,11 @@ Frame Firmware::State::frame() const {
     }
     Frame frame;
     if (hasStatusBar()) {
-        StatusBar{.time = clock_.at(output_.now()), .batteryLevel = batteryLevel_, .isCharging = isCharging_}.draw(
-            frame);
+        const StatusBar bar{.time = clock_.at(output_.now()),
+                            .batteryLevel = batteryLevel_,
+                            .isCharging = isCharging_,
+                            .notifications = notifications_};
+        bar.draw(frame);
     }
     textScreen_.draw(frame, properties_.at("nav_y_offset").integer().value_or(0));
     return frame;
@@ -450,6 +454,11 @@ void Firmware::requestTime() {
 void Firmware::setBattery(int level, bool isCharging) {
     state_->batteryLevel_ = level;
     state_->isCharging_ = isCharging;
+    state_->statusChanged();
+}
+
+void Firmware::setNotificationCount(std::size_t count) {
+    state_->notifications_ = count;
     state_->statusChanged();
 }
 

@@ -87,6 +87,8 @@ public:
     void requestTime();
     /// What the status bar shows: percent, 0 to 100.
     void setBattery(int level, bool isCharging);
+    /// What the status bar shows: how many of the host's notifications there are.
+    void setNotificationCount(std::size_t count);
     /// Another application takes the display; the one in control until now is told.
     void takeControl(const std::string& application);
     /// The display goes dark, "disp_timeout" is sent, and the application loses control.

@@ -11,8 +11,9 @@ struct BlueZBluetooth::State {
 };
 
 BlueZBluetooth::BlueZBluetooth(BlueZOptions options)
-    : state_(std::make_unique<State>(State{
-          bluez::Host::make({.busAddress = std::move(options.busAddress), .adapter = std::move(options.adapter)})})) {}
+    : state_(std::make_unique<State>(State{bluez::Host::make({.busAddress = std::move(options.busAddress),
+                                                              .adapter = std::move(options.adapter),
+                                                              .attemptFailed = std::move(options.attemptFailed)})})) {}
 
 BlueZBluetooth::~BlueZBluetooth() {
     state_->host->end();

@@ -2,6 +2,7 @@
 
 #include <TarnelSDK/platform/Bluetooth.hpp>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,6 +14,9 @@ struct BlueZOptions {
     std::optional<std::string> adapter = std::nullopt;
     /// The D-Bus address of the bus that the daemon is on; the system's bus when empty.
     std::optional<std::string> busAddress = std::nullopt;
+    /// Told why an attempt to connect a device failed that will be made again, which no delegate is told of. Called on
+    /// a thread of the provider's own; the identifier is the peripheral's.
+    std::function<void(const UUID& identifier, const platform::BluetoothError& error)> attemptFailed = nullptr;
 };
 
 /// Bluetooth LE through BlueZ, the Bluetooth service of Linux (tried with 5.66). One connection to the system bus and

@@ -21,8 +21,8 @@ namespace {
 
 constexpr const char* fallbackName = "TarnelSDK";
 
-bool contains(PresentationOptions options, PresentationOptions option) {
-    return (static_cast<std::uint32_t>(options) & static_cast<std::uint32_t>(option)) != 0;
+bool contains(std::optional<PresentationOptions> options, PresentationOptions option) {
+    return !options || (static_cast<std::uint32_t>(*options) & static_cast<std::uint32_t>(option)) != 0;
 }
 
 /// What a D-Bus string and a desktop can take.
@@ -86,24 +86,58 @@ public:
             forget(id);
         }
     }
-    void gone() override { shown_.clear(); }
+    void gone() override {
+        for (const auto& lost : std::exchange(shown_, {})) {
+            tellGone(lost);
+        }
+    }
+
+    void setAudience(std::weak_ptr<NotificationAudience> audience) {
+        loop_.post([weak = weak_from_this(), audience = std::move(audience)]() mutable {
+            if (const auto self = weak.lock()) {
+                self->audience_ = std::move(audience);
+            }
+        });
+    }
+
+    void respondElsewhere(const std::string& identifier, NotificationAction action) {
+        loop_.post([weak = weak_from_this(), identifier, action] {
+            const auto self = weak.lock();
+            if (!self) {
+                return;
+            }
+            const auto found = self->find(identifier);
+            if (found != self->shown_.end()) {
+                self->daemon_.close(found->id);
+                self->respond(found->id, action);
+            }
+        });
+    }
 
 private:
     struct Shown {
         std::uint32_t id;
         UserNotificationRequest request;
+        bool isQuiet;
     };
 
+    std::vector<Shown>::iterator find(const std::string& identifier) {
+        return std::find_if(shown_.begin(), shown_.end(),
+                            [&](const Shown& shown) { return shown.request.identifier == identifier; });
+    }
+    std::vector<Shown>::iterator find(std::uint32_t id) {
+        return std::find_if(shown_.begin(), shown_.end(), [&](const Shown& shown) { return shown.id == id; });
+    }
+
     void show(desktop::DesktopNotification notification, UserNotificationRequest request, AddCompletion completion) {
-        const auto earlier = std::find_if(shown_.begin(), shown_.end(), [&](const Shown& shown) {
-            return shown.request.identifier == request.identifier;
-        });
+        const auto earlier = find(request.identifier);
         notification.replaces = earlier == shown_.end() ? 0 : earlier->id;
+        const bool isQuiet = notification.isQuiet;
         daemon_.notify(std::move(notification),
-                       [this, request = std::move(request),
+                       [this, isQuiet, request = std::move(request),
                         completion = std::move(completion)](const NotificationDaemon::Result& result) {
                            if (result.id) {
-                               keep({*result.id, request});
+                               keep({*result.id, request, isQuiet});
                            }
                            if (completion) {
                                completion(result.error);
@@ -111,25 +145,37 @@ private:
                        });
     }
     void keep(Shown shown) {
-        std::erase_if(shown_, [&](const Shown& other) {
-            return other.id == shown.id || other.request.identifier == shown.request.identifier;
-        });
+        if (const auto earlier = find(shown.request.identifier); earlier != shown_.end()) {
+            shown_.erase(earlier);
+        }
+        forget(shown.id);
         if (shown_.size() == mostKept) {
-            shown_.erase(shown_.begin());
+            forget(shown_.front().id);
         }
         shown_.push_back(std::move(shown));
+        if (const auto audience = audience_.lock()) {
+            audience->shown(shown_.back().request, shown_.back().isQuiet);
+        }
     }
     void forget(std::uint32_t id) {
-        std::erase_if(shown_, [&](const Shown& shown) { return shown.id == id; });
+        if (const auto found = find(id); found != shown_.end()) {
+            const auto forgotten = std::move(*found);
+            shown_.erase(found);
+            tellGone(forgotten);
+        }
+    }
+    void tellGone(const Shown& shown) {
+        if (const auto audience = audience_.lock()) {
+            audience->gone(shown.request.identifier);
+        }
     }
     void respond(std::uint32_t id, NotificationAction action) {
-        const auto found =
-            std::find_if(shown_.begin(), shown_.end(), [&](const Shown& shown) { return shown.id == id; });
+        const auto found = find(id);
         if (found == shown_.end()) {
             return;
         }
-        platform::NotificationResponse response{action, std::move(found->request)};
-        shown_.erase(found);
+        platform::NotificationResponse response{action, found->request};
+        forget(id);
         if (const auto delivery = delivery_.lock()) {
             delivery->respond(std::move(response));
         }
@@ -138,6 +184,7 @@ private:
     bluez::EventLoop loop_;
     NotificationDaemon daemon_;
     const std::weak_ptr<NotificationDelivery> delivery_;
+    std::weak_ptr<NotificationAudience> audience_;
     std::vector<Shown> shown_; ///< oldest first
 };
 
@@ -183,8 +230,24 @@ std::shared_ptr<DesktopUserNotifications::Desk> DesktopUserNotifications::desk()
     if (!desk_) {
         desk_ = std::make_shared<Desk>(
             NotificationDaemon::Options{.busAddress = options_.busAddress, .patience = options_.patience}, delivery_);
+        desk_->setAudience(audience_);
     }
     return desk_;
+}
+
+void DesktopUserNotifications::setAudience(std::weak_ptr<NotificationAudience> audience) {
+    const std::lock_guard lock(mutex_);
+    audience_ = std::move(audience);
+    if (desk_) {
+        desk_->setAudience(audience_);
+    }
+}
+
+void DesktopUserNotifications::respond(const std::string& identifier, NotificationAction action) {
+    const std::lock_guard lock(mutex_);
+    if (desk_) {
+        desk_->respondElsewhere(identifier, action);
+    }
 }
 
 void DesktopUserNotifications::present(UserNotificationRequest request, std::optional<PresentationOptions> options,
@@ -192,7 +255,7 @@ void DesktopUserNotifications::present(UserNotificationRequest request, std::opt
     const auto shown =
         options.value_or(PresentationOptions::banner | PresentationOptions::list | PresentationOptions::sound);
     const bool hasBanner = contains(shown, PresentationOptions::banner);
-    if (!hasBanner && !contains(shown, PresentationOptions::list)) {
+    if (!hasBanner && !contains(options, PresentationOptions::list)) {
         queue_->async([completion = std::move(completion)] {
             if (completion) {
                 completion(std::nullopt);
@@ -209,9 +272,9 @@ void DesktopUserNotifications::present(UserNotificationRequest request, std::opt
         .summary = displayable(content.title),
         .body = displayable(content.body),
         .category = content.categoryIdentifier.empty() ? "" : "x-" + displayable(content.categoryIdentifier),
-        .isQuiet = !hasBanner,
-        .isSilent = !contains(shown, PresentationOptions::sound),
-        .isTransient = !contains(shown, PresentationOptions::list),
+        .isQuiet = isQuiet(options),
+        .isSilent = !contains(options, PresentationOptions::sound),
+        .isTransient = !contains(options, PresentationOptions::list),
     };
     desk()->post(std::move(notification), std::move(request), std::move(completion));
 }

@@ -3,6 +3,7 @@
 #include <TarnelSDK/platform/Application.hpp>
 #include <TarnelSDK/platform/UserNotifications.hpp>
 #include <TarnelSDK/schedulers/NotificationDelivery.hpp>
+#include <TarnelSDK/schedulers/SharedUserNotifications.hpp>
 
 #include <chrono>
 #include <cstddef>
@@ -35,7 +36,7 @@ struct DesktopNotificationOptions {
 /// `list`; `list` alone one of low urgency, which desktops list without a banner; without either nothing is shown.
 /// There is no sound without `sound`. `badge` has no counterpart. Text is cut after `longestText` bytes, ill-formed
 /// UTF-8 and control characters are replaced.
-class DesktopUserNotifications final : public platform::UserNotifications,
+class DesktopUserNotifications final : public SharedUserNotifications,
                                        public std::enable_shared_from_this<DesktopUserNotifications> {
 public:
     static constexpr std::size_t mostKept = 256;
@@ -52,6 +53,10 @@ public:
 
     void setDelegate(std::weak_ptr<platform::UserNotificationDelegate> delegate) override;
     void add(platform::UserNotificationRequest request, AddCompletion completion) override;
+    /// The audience is called on the desktop's thread.
+    void setAudience(std::weak_ptr<NotificationAudience> audience) override;
+    /// Takes the notification off the desktop, too.
+    void respond(const std::string& identifier, platform::NotificationAction action) override;
 
     class Key {
         friend class DesktopUserNotifications;
@@ -72,6 +77,7 @@ private:
     const DesktopNotificationOptions options_;
     std::shared_ptr<NotificationDelivery> delivery_;
     std::mutex mutex_; ///< of what follows
+    std::weak_ptr<NotificationAudience> audience_;
     std::shared_ptr<Desk> desk_;
 };
 

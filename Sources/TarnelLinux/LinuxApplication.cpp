@@ -1,4 +1,5 @@
 #include <TarnelLinux/LinuxApplication.hpp>
+#include <TarnelSDK/platform/Platform.hpp>
 
 #include <utility>
 
@@ -20,8 +21,18 @@ std::string messagesLocale(const Environment& environment) {
 
 LinuxApplication::LinuxApplication(std::optional<std::string> identifier,
                                    std::optional<std::filesystem::path> resourceDirectory,
-                                   const Environment& environment)
+                                   const Environment& environment, std::optional<std::string> locale)
     : identifier_(std::move(identifier)), documentDirectory_(documentsFolder(environment)),
-      resourceDirectory_(std::move(resourceDirectory)), locale_(messagesLocale(environment)) {}
+      resourceDirectory_(std::move(resourceDirectory)),
+      locale_(locale ? std::move(*locale) : messagesLocale(environment)) {}
+
+void LinuxApplication::setState(platform::ApplicationState state) {
+    using platform::ApplicationState;
+    if (state_ == ApplicationState::active && state != ApplicationState::active && platform::Platform::isInstalled() &&
+        platform::Platform::current().services().application.get() == this) {
+        platform::Platform::current().notificationCenter().post({willResignActive, nullptr, {}});
+    }
+    state_ = state;
+}
 
 } // namespace tarnel

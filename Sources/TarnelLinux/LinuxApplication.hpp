@@ -13,21 +13,24 @@ namespace tarnel {
 /// An application on a Linux desktop or server, under the identifier that it gives itself. Any thread.
 class LinuxApplication final : public platform::Application {
 public:
-    /// The environment is asked once, here.
+    /// The environment is asked once, here. `locale` goes before what it says.
     explicit LinuxApplication(std::optional<std::string> identifier,
                               std::optional<std::filesystem::path> resourceDirectory = std::nullopt,
-                              const Environment& environment = processEnvironment());
+                              const Environment& environment = processEnvironment(),
+                              std::optional<std::string> locale = std::nullopt);
 
     std::optional<std::string> bundleIdentifier() const override { return identifier_; }
 
     /// `active` unless the application says otherwise.
     platform::ApplicationState state() const override { return state_; }
-    void setState(platform::ApplicationState state) { state_ = state; }
+    /// Posts `willResignActive` first where it leaves `active` and is the installed platform's application.
+    void setState(platform::ApplicationState state);
 
     std::optional<std::filesystem::path> documentDirectory() const override { return documentDirectory_; }
     std::optional<std::filesystem::path> resourceDirectory() const override { return resourceDirectory_; }
 
-    /// The language of messages: "LC_ALL", "LC_MESSAGES" or "LANG", the first that is set; "en-US" without one.
+    /// The language that was given, or that of messages: "LC_ALL", "LC_MESSAGES" or "LANG", the first that is set;
+    /// "en-US" without one.
     std::string locale() const override { return locale_; }
 
 private:

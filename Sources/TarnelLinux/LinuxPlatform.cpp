@@ -14,7 +14,8 @@ namespace tarnel {
 
 LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
     : scheduler_(std::make_shared<ThreadScheduler>()),
-      application_(std::make_shared<LinuxApplication>(options.identifier, std::move(options.resourceDirectory))) {
+      application_(std::make_shared<LinuxApplication>(options.identifier, std::move(options.resourceDirectory),
+                                                      processEnvironment(), std::move(options.locale))) {
     platform::Platform::install({
         .scheduler = scheduler_,
         .clock = std::make_shared<SystemClock>(),

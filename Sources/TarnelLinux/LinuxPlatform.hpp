@@ -23,6 +23,8 @@ struct LinuxPlatformOptions {
     std::string applicationName = {};
     /// Nothing: the desktop's notification service.
     std::shared_ptr<platform::UserNotifications> userNotifications = nullptr;
+    /// The user's language as a BCP 47 tag; nothing: what the environment says.
+    std::optional<std::string> locale = std::nullopt;
 };
 
 /// The platform of a Linux program, installed for as long as this object lives: settings in the user's configuration

@@ -3,6 +3,7 @@
 #include "Failure.hpp"
 #include "Files.hpp"
 #include "Operations.hpp"
+#include "Simulation.hpp"
 
 #include <algorithm>
 
@@ -29,8 +30,8 @@ const Operation& operationNamed(const JSON* name) {
 
 } // namespace
 
-Bridge::Bridge(Simulation& simulation, bool logs)
-    : simulation_(simulation), logs_(logs),
+Bridge::Bridge(Surroundings& surroundings, bool logs)
+    : surroundings_(surroundings), logs_(logs),
       events_(std::make_unique<BridgeEvents>([this](JSON::Object event) { emit(std::move(event)); }, logs)) {}
 
 JSON Bridge::answer(std::uint64_t number, std::string_view line) {
@@ -56,8 +57,20 @@ JSON Bridge::perform(std::string_view line) {
     std::erase_if(*members, [](const JSON::Member& member) { return member.first == operationKey; });
     operation.check(*members);
     JSON result = operation.perform(*this, Arguments(*members));
-    simulation_.run();
+    surroundings_.run();
     return result;
+}
+
+Simulation& Bridge::simulation() {
+    auto* simulation = surroundings_.simulation();
+    if (!simulation) {
+        throw Failure("this is for simulated glasses; give --simulated");
+    }
+    return *simulation;
+}
+
+void Bridge::later(std::function<void()> task) {
+    platform::Platform::current().services().scheduler->mainQueue()->async(std::move(task));
 }
 
 void Bridge::emit(JSON::Object event) {
@@ -79,7 +92,7 @@ void Bridge::requireOutput() const {
 }
 
 std::shared_ptr<Tarnel> Bridge::device() const {
-    auto device = simulation_.device();
+    auto device = surroundings_.device();
     if (!device) {
         throw Failure(R"(no glasses are linked; use "startScan", "wait" and "link" first)");
     }
@@ -112,7 +125,7 @@ void Bridge::relaunch() {
     events_ = nullptr;
     scanned_.clear();
     lastScanned_ = nullptr;
-    simulation_.relaunch();
+    surroundings_.relaunch();
     events_ = std::make_unique<BridgeEvents>([this](JSON::Object event) { emit(std::move(event)); }, logs_);
 }
 

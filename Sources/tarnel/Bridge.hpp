@@ -3,9 +3,10 @@
 #include "BridgeEvents.hpp"
 #include "JSON.hpp"
 #include "Operation.hpp"
-#include "Simulation.hpp"
+#include "Surroundings.hpp"
 
 #include <exception>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -14,11 +15,12 @@
 
 namespace tarnel::command {
 
-/// Carries out lines of JSON on the SDK, and writes to standard output what the SDK tells. See `tarnel play --help`.
+/// Carries out lines of JSON on the SDK, and writes to standard output what the SDK tells. On the main thread only. See
+/// `tarnel play --help`.
 class Bridge {
 public:
-    /// The simulation outlives the bridge.
-    Bridge(Simulation& simulation, bool logs);
+    /// The surroundings outlive the bridge.
+    Bridge(Surroundings& surroundings, bool logs);
 
     /// The answer to a line. The events that happen meanwhile have been written when this returns.
     JSON answer(std::uint64_t number, std::string_view line);
@@ -30,11 +32,16 @@ public:
 
     // What operations use. They throw `Failure`.
 
-    Simulation& simulation() { return simulation_; }
+    Surroundings& surroundings() { return surroundings_; }
+    /// A failure on the air.
+    Simulation& simulation();
     BridgeEvents& events() { return *events_; }
 
     /// The linked glasses; a failure when there are none.
     std::shared_ptr<Tarnel> device() const;
+
+    /// Has this done on the main thread, while there is a bridge. Any thread.
+    static void later(std::function<void()> task);
 
     /// Glasses that a scan has found, which may then be asked for by their identifier.
     void found(const platform::PeripheralPointer& peripheral);
@@ -46,7 +53,7 @@ public:
 private:
     JSON perform(std::string_view line);
 
-    Simulation& simulation_;
+    Surroundings& surroundings_;
     bool logs_;
     std::exception_ptr outputFailure_;
     std::unique_ptr<BridgeEvents> events_;

@@ -65,27 +65,39 @@ JSON::Object authorizationOf(const platform::UserInfo& userInfo) {
 template <typename T>
 void BridgeEvents::follow(Bindable<T>& bindable, const char* event, std::vector<std::shared_ptr<void>>& listeners) {
     auto listener = std::make_shared<BondListener<T>>([this, event](const T& value) {
-        emit_({{"event", event}, {"value", describe(value)}});
+        (*emit_)({{"event", event}, {"value", describe(value)}});
     });
     bindable.bind(listener, false);
     listeners.push_back(std::move(listener));
 }
 
+/// Notifications are posted on any thread.
 void BridgeEvents::observe(const char* notification, std::function<JSON::Object(const platform::UserInfo&)> members) {
     observations_.push_back(platform::Platform::current().notificationCenter().observe(
-        notification, [this, members = std::move(members)](const platform::Notification& posted) {
+        notification, [later = emitLater(), members = std::move(members)](const platform::Notification& posted) {
             JSON::Object event{{"event", posted.name}};
             for (auto& member : members(posted.userInfo)) {
                 event.push_back(std::move(member));
             }
             // A message of the glasses may have the key of one of the SDK's own notifications.
             if (!posted.userInfo.contains(posted.name)) {
-                emit_(std::move(event));
+                later(std::move(event));
             }
         }));
 }
 
-BridgeEvents::BridgeEvents(Emit emit, bool logs) : emit_(std::move(emit)) {
+BridgeEvents::Emit BridgeEvents::emitLater() const {
+    return [weak = std::weak_ptr(emit_),
+            queue = platform::Platform::current().services().scheduler->mainQueue()](const JSON::Object& event) {
+        queue->async([weak, event] {
+            if (const auto emit = weak.lock()) {
+                (*emit)(event);
+            }
+        });
+    };
+}
+
+BridgeEvents::BridgeEvents(Emit emit, bool logs) : emit_(std::make_shared<const Emit>(std::move(emit))) {
     auto& manager = TarnelManager::shared();
     follow(manager.isBluetoothEnabled, "isBluetoothEnabled", managerListeners_);
     follow(manager.isReady, "isReady", managerListeners_);
@@ -121,15 +133,15 @@ void BridgeEvents::watch(const std::string& key) {
         return;
     }
     observations_.push_back(platform::Platform::current().notificationCenter().observe(
-        key, [this, key](const platform::Notification& posted) {
+        key, [later = emitLater(), key](const platform::Notification& posted) {
             const auto* value = entry<Value>(posted.userInfo, key);
             if (!value) {
                 return;
             }
             if (isNamed(key)) {
-                emit_({{"event", key}, {"value", toJSON(*value)}});
+                later({{"event", key}, {"value", toJSON(*value)}});
             } else {
-                emit_({{"event", "property"}, {"key", key}, {"value", toJSON(*value)}});
+                later({{"event", "property"}, {"key", key}, {"value", toJSON(*value)}});
             }
         }));
 }

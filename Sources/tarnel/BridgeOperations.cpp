@@ -38,7 +38,7 @@ JSON help(Bridge&, const Arguments& arguments) {
 
 JSON wait(Bridge& bridge, const Arguments& arguments) {
     const std::chrono::duration<double> seconds(arguments.number("seconds"));
-    bridge.simulation().advance(std::chrono::duration_cast<platform::Duration>(seconds));
+    bridge.surroundings().advance(std::chrono::duration_cast<platform::Duration>(seconds));
     return nullptr;
 }
 
@@ -48,21 +48,23 @@ std::vector<Operation> bridgeOperations() {
     using namespace parameter;
     return {
         {"help", {optional(string("about"))}, "Lists the operations, or one, with their arguments.", help},
-        {"wait", {number("seconds", 0, secondsOfDay)}, "Lets time pass, which when simulated takes none.", wait},
+        {"wait",
+         {number("seconds", 0, secondsOfDay)},
+         "Lets time pass, which when simulated takes none. Events come meanwhile.",
+         wait},
         {"idle",
          {},
-         "Lets time pass until nothing is queued and the air is quiet, for at most 30 seconds until a lost connection "
-         "is "
-         "back, and fails after 600 seconds in which nothing moves.",
+         "Lets time pass until nothing is queued and the air is quiet, for at most 30 seconds (on the air --timeout) "
+         "until a lost connection is back, and fails after 600 seconds (on the air 60) in which nothing moves.",
          [](Bridge& bridge, const Arguments&) -> JSON {
-             bridge.simulation().waitUntilIdle();
+             bridge.surroundings().waitUntilIdle();
              return nullptr;
          }},
         {"now",
          {},
          "Gives the seconds that have passed.",
          [](Bridge& bridge, const Arguments&) -> JSON {
-             return std::chrono::duration<double>(bridge.simulation().now()).count();
+             return std::chrono::duration<double>(bridge.surroundings().now()).count();
          }},
         {"relaunch",
          {},

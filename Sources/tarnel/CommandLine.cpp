@@ -15,6 +15,8 @@ namespace {
 constexpr int succeeded = 0;
 constexpr int failed = 1;
 constexpr int calledWrongly = 2;
+/// As shells tell of a program that a signal ended.
+constexpr int signalled = 128;
 
 std::string helpOf(const CLI::App& command) {
     return command.get_formatter()->make_help(&command, command.get_name(), CLI::AppFormatMode::Normal);
@@ -112,6 +114,8 @@ int run(int argc, const char* const* argv) {
         return report(error.what() + seeHelp(app), calledWrongly);
     } catch (const Failure& error) {
         return report(error.what(), failed);
+    } catch (const Interrupted& interrupted) {
+        return signalled + interrupted.signal;
     } catch (const std::bad_alloc&) {
         return report("out of memory", failed);
     }

@@ -9,6 +9,7 @@
 #include "Resources.hpp"
 #include "Shown.hpp"
 #include "Simulation.hpp"
+#include "Window.hpp"
 
 #include <TarnelSDK/display/Canvas.hpp>
 #include <TarnelSDK/glyphs/Font.hpp>
@@ -31,7 +32,8 @@ struct DemoOptions {
     std::optional<std::string> animation; ///< animated picture file to write
     double seconds = 6;                   ///< length of the animated picture
     bool asJSON = false;
-    SimulationOptions simulation;
+    bool inWindow = false;
+    SurroundingsOptions surroundings;
 };
 
 using std::chrono::milliseconds;
@@ -174,35 +176,48 @@ std::vector<TimedFrame> record(Simulation& simulation, double seconds) {
 /// Shows a scene of all that the display can: a photograph with shapes and static text over it, labels in many scripts,
 /// an image and an animation.
 void demo(const DemoOptions& options) {
-    const Outputs outputs{options.frame, options.simulation.trace, options.asJSON, options.animation};
-    if (!options.frame && !options.animation && !options.simulation.trace) {
-        throw UsageError(
-            "give --frame FILE, --animation FILE or --trace FILE: simulated glasses are seen in no other way");
+    const Outputs outputs{.frame = options.frame,
+                          .trace = options.surroundings.trace,
+                          .asJSON = options.asJSON,
+                          .animation = options.animation,
+                          .isSimulated = options.surroundings.isSimulated};
+    if (outputs.isSimulated && !options.frame && !options.animation && !options.surroundings.trace &&
+        !options.inWindow) {
+        throw UsageError("give --window, --frame FILE, --animation FILE or --trace FILE: simulated glasses are seen in "
+                         "no other way");
+    }
+    if (options.inWindow && !outputs.isSimulated) {
+        throw UsageError("--window is for --simulated: what real glasses show cannot be read back");
     }
     requireUsable(outputs);
     if (!std::isfinite(options.seconds)) {
         throw UsageError("--seconds takes a number of 0.1 to 60");
+    }
+    if (options.inWindow) {
+        requireWindow();
     }
     reserveStandardOutput();
     const auto frame = options.frame ? std::optional<OutputFile>(*options.frame) : std::nullopt;
     const auto animation = options.animation ? std::optional<OutputFile>(*options.animation) : std::nullopt;
     const Image picture = readPicture(options.picture ? *options.picture : photographFile());
 
-    Simulation simulation(options.simulation);
-    simulation.link();
-    const Transfer transferred = transfer(simulation, Layout::canvas, [&](Tarnel& device) {
+    const auto surroundings = Surroundings::make(options.surroundings);
+    surroundings->connect();
+    const Transfer transferred = transfer(*surroundings, Layout::canvas, [&](Tarnel& device) {
         drawBackground(device.canvas, picture);
         drawObjects(device, picture);
         device.canvas.commit();
     });
-    simulation.requireTrace();
-    if (frame) {
-        frame->store(pngOf(imageOf(simulation.glasses().frame())));
-    }
-    if (animation) {
-        animation->store(gifOf(record(simulation, options.seconds)));
+    surroundings->requireTrace();
+    storeFrame(frame, *surroundings);
+    if (auto* simulation = surroundings->simulation(); animation && simulation) {
+        animation->store(gifOf(record(*simulation, options.seconds)));
     }
     writeSummary(report(options, transferred, outputs), outputs);
+    if (auto* simulation = surroundings->simulation(); simulation && options.inWindow) {
+        showWindow(*simulation);
+    }
+    surroundings->linger();
 }
 
 } // namespace
@@ -210,17 +225,21 @@ void demo(const DemoOptions& options) {
 void addDemo(CLI::App& app, Action& action) {
     auto options = std::make_shared<DemoOptions>();
     auto* command = app.add_subcommand("demo", "Show a scene of all that the display can");
-    command->formatter(usage("Usage: tarnel demo [PICTURE] --simulated --frame OUT.png --animation OUT.gif"));
+    command->formatter(usage("Usage: tarnel demo [PICTURE]\n"
+                             "       tarnel demo [PICTURE] --simulated --window\n"
+                             "       tarnel demo [PICTURE] --simulated --frame OUT.png --animation OUT.gif"));
     command->add_option("PICTURE", options->picture, "A PNG or JPEG file in place of the photograph that comes along")
         ->type_name("");
-    command->add_option("--frame", options->frame, "Write what the display shows")->type_name("OUT.png");
+    command->add_option("--frame", options->frame, "Write what the display of simulated glasses shows")
+        ->type_name("OUT.png");
     command->add_option("--animation", options->animation, "Write what it shows from then on, as an animated picture")
         ->type_name("OUT.gif");
     command->add_option("--seconds", options->seconds, "Length of the animated picture, 0.1 to 60 (default 6)")
         ->type_name("N")
         ->check(CLI::Range(0.1, 60.0).description(""));
+    command->add_flag("--window", options->inWindow, "Show the simulated glasses in a window, until it is closed");
     command->add_flag("--json", options->asJSON, "Describe the transfer in JSON");
-    addSimulation(command, {options, &options->simulation});
+    addSurroundings(command, {options, &options->surroundings}, Uses::aDisplay);
     command->callback([options, &action] { action = [options] { demo(*options); }; });
 }
 

@@ -17,4 +17,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// The user, or the system, ends the program. Ends a command with 128 and the signal's number.
+struct Interrupted {
+    int signal;
+};
+
 } // namespace tarnel::command

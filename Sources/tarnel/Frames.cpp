@@ -1,5 +1,8 @@
 #include "Frames.hpp"
 
+#include "Pictures.hpp"
+#include "Simulation.hpp"
+
 namespace tarnel::command {
 
 Image imageOf(const glasses::Frame& frame) {
@@ -11,6 +14,12 @@ Image imageOf(const glasses::Frame& frame) {
         pixels.insert(pixels.end(), {green[at], green[at + 1], green[at + 2], opaque});
     }
     return Image(glasses::Frame::width, glasses::Frame::height, PixelFormat::rgba8, std::move(pixels));
+}
+
+void storeFrame(const std::optional<OutputFile>& file, Surroundings& surroundings) {
+    if (auto* simulation = surroundings.simulation(); file && simulation) {
+        file->store(pngOf(imageOf(simulation->glasses().frame())));
+    }
 }
 
 } // namespace tarnel::command

@@ -5,8 +5,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace tarnel::command {
 
@@ -23,7 +25,7 @@ LineReader::~LineReader() {
     }
 }
 
-bool LineReader::fill() {
+void LineReader::read() {
     constexpr std::size_t step = 65536;
     buffer_.resize(step);
     position_ = 0;
@@ -35,31 +37,40 @@ bool LineReader::fill() {
         throw Failure("cannot read " + (path_ == "-" ? "standard input" : path_) + ": " + std::strerror(errno));
     }
     buffer_.resize(static_cast<std::size_t>(count));
-    return count > 0;
+    isAtEnd_ = count == 0;
+    gather();
+}
+
+void LineReader::gather() {
+    if (position_ >= buffer_.size()) {
+        return;
+    }
+    isBegun_ = true;
+    const std::size_t end = buffer_.find('\n', position_);
+    const std::size_t length = std::min(end, buffer_.size()) - position_;
+    if (line_.text.size() + length > maximumLength) {
+        line_.isTooLong = true;
+    }
+    if (line_.isTooLong) {
+        line_.text.clear();
+    } else {
+        line_.text.append(buffer_, position_, length);
+    }
+    position_ += length;
+    if (end != std::string::npos) {
+        ++position_;
+        isWhole_ = true;
+    }
 }
 
 std::optional<LineReader::Line> LineReader::next() {
-    Line line;
-    bool isAny = false;
-    while (position_ < buffer_.size() || fill()) {
-        isAny = true;
-        const std::size_t end = buffer_.find('\n', position_);
-        const std::size_t length = std::min(end, buffer_.size()) - position_;
-        if (line.text.size() + length > maximumLength) {
-            line.isTooLong = true;
-        }
-        if (line.isTooLong) {
-            line.text.clear();
-        } else {
-            line.text.append(buffer_, position_, length);
-        }
-        position_ += length;
-        if (end != std::string::npos) {
-            ++position_;
-            return line;
-        }
+    if (!isBegun_) {
+        return std::nullopt;
     }
-    return isAny ? std::optional(std::move(line)) : std::nullopt;
+    std::optional<Line> line = std::exchange(line_, {});
+    isBegun_ = isWhole_ = false;
+    gather();
+    return line;
 }
 
 } // namespace tarnel::command

@@ -41,8 +41,9 @@ JSON describe(const std::shared_ptr<Tarnel>& device) {
 }
 
 JSON startScan(Bridge& bridge, const Arguments&) {
-    const auto result =
-        manager().startScan([&bridge](const platform::PeripheralPointer& peripheral) { bridge.found(peripheral); });
+    const auto result = manager().startScan([&bridge](const platform::PeripheralPointer& peripheral) {
+        Bridge::later([&bridge, peripheral] { bridge.found(peripheral); });
+    });
     return nameOf(result, scanResults);
 }
 
@@ -50,10 +51,12 @@ JSON link(Bridge& bridge, const Arguments& arguments) {
     const auto peripheral = bridge.scanned(arguments.has("device") ? std::optional(arguments.text("device"))
                                                                    : std::optional<std::string>());
     // A peripheral that is connected already does not complete a connection.
-    bridge.simulation().setIsLinking(peripheral->state() != platform::PeripheralState::connected);
+    bridge.surroundings().setIsLinking(peripheral->state() != platform::PeripheralState::connected);
     manager().link(peripheral, [&bridge](const std::shared_ptr<Tarnel>& device) {
-        bridge.simulation().setIsLinking(false);
-        bridge.emit({{"event", "linked"}, {"device", device->uuidString()}});
+        Bridge::later([&bridge, uuid = device->uuidString()] {
+            bridge.surroundings().setIsLinking(false);
+            bridge.emit({{"event", "linked"}, {"device", uuid}});
+        });
     });
     return nullptr;
 }

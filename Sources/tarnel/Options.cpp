@@ -12,6 +12,11 @@ class HelpFormatter : public CLI::Formatter {
 public:
     explicit HelpFormatter(std::string usage) : usage_(std::move(usage)) {}
     std::string make_usage(const CLI::App*, std::string) const override { return usage_ + "\n"; }
+    /// Which options go together is told by their groups.
+    std::string make_option_opts(const CLI::Option* option) const override {
+        const std::string type = option->get_type_name();
+        return (type.empty() ? "" : " " + type) + (option->get_required() ? " REQUIRED" : "");
+    }
 
 private:
     std::string usage_;

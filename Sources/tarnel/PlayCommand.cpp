@@ -8,7 +8,7 @@
 #include "Operations.hpp"
 #include "Options.hpp"
 #include "Pictures.hpp"
-#include "Simulation.hpp"
+#include "Surroundings.hpp"
 #include "Text.hpp"
 
 #include <optional>
@@ -22,11 +22,20 @@ struct PlayOptions {
     bool links = true;                ///< links the glasses before the first line
     bool logs = false;                ///< log lines are events
     std::optional<std::string> frame; ///< file to write at the end
-    SimulationOptions simulation;
+    SurroundingsOptions surroundings;
 };
 
-void answerLines(LineReader& reader, Simulation& simulation, Bridge& bridge) {
-    for (std::uint64_t number = 1; const auto line = reader.next(); ++number) {
+/// The next line, while time goes by on the air.
+std::optional<LineReader::Line> nextLine(LineReader& reader, Surroundings& surroundings) {
+    while (!reader.hasNext()) {
+        surroundings.awaitInput(reader.descriptor());
+        reader.read();
+    }
+    return reader.next();
+}
+
+void answerLines(LineReader& reader, Surroundings& surroundings, Bridge& bridge) {
+    for (std::uint64_t number = 1; const auto line = nextLine(reader, surroundings); ++number) {
         const JSON answer =
             line->isTooLong
                 ? JSON(JSON::Object{{"line", number},
@@ -34,41 +43,45 @@ void answerLines(LineReader& reader, Simulation& simulation, Bridge& bridge) {
                                                   " bytes that are taken"}})
                 : bridge.answer(number, line->text);
         bridge.requireOutput();
-        simulation.requireTrace();
+        surroundings.requireTrace();
         writeOutput(text(answer) + "\n");
     }
 }
 
 /// Drives glasses by lines of JSON.
 void play(const PlayOptions& options) {
-    if (options.frame == "-" || options.simulation.trace == "-") {
+    if (options.frame && !options.surroundings.isSimulated) {
+        throw UsageError("--frame is for --simulated: what real glasses show cannot be read back");
+    }
+    if (options.frame == "-" || options.surroundings.trace == "-") {
         throw UsageError("standard output takes the answers; give --frame and --trace a file");
     }
-    if (options.frame && options.frame == options.simulation.trace) {
+    if (options.frame && options.frame == options.surroundings.trace) {
         throw UsageError("--frame and --trace take different files");
     }
     reserveStandardOutput();
     LineReader reader(options.scene);
     const auto frame = options.frame ? std::optional<OutputFile>(*options.frame) : std::nullopt;
-    Simulation simulation(options.simulation);
-    Bridge bridge(simulation, options.logs);
-    simulation.run();
+    const auto surroundings = Surroundings::make(options.surroundings);
+    Bridge bridge(*surroundings, options.logs);
+    surroundings->run();
     if (options.links) {
-        simulation.link();
+        surroundings->connect();
     }
-    answerLines(reader, simulation, bridge);
+    answerLines(reader, *surroundings, bridge);
 
     std::exception_ptr failure;
     try {
-        simulation.waitUntilIdle();
+        surroundings->waitUntilIdle();
+        if (const auto device = surroundings->device(); device && device->isConnected.value()) {
+            surroundings->awaitReceipt();
+        }
     } catch (const Failure&) {
         failure = std::current_exception();
     }
     bridge.requireOutput();
-    simulation.requireTrace();
-    if (frame) {
-        frame->store(pngOf(imageOf(simulation.glasses().frame())));
-    }
+    surroundings->requireTrace();
+    storeFrame(frame, *surroundings);
     if (failure) {
         std::rethrow_exception(failure);
     }
@@ -91,7 +104,9 @@ Events come as they happen, those that an operation leads to at once before its 
   {"event": "currentDeviceChange", "device": uuid}   also "linked", "bluetoothPoweredOn", "scannedPeripheralChange",
       "didUpdateANCSAuthorization", "PEER_REMOVED_PAIRING_INFO"
   {"event": "log", "message": line}   with --log
-Time passes only in "wait" and "idle". The end of the scene is one more "idle"; then the frame is written.
+Simulated, time passes only in "wait" and "idle"; on the air it passes as it does, and events come between lines. The
+end of the scene is one more "idle" and, on the air, the glasses' answer that they have it all; then the frame is
+written. What was shown goes with the connection, so a scene on the air "wait"s for as long as it is to be seen.
 A line has at most 1,048,576 bytes. Bytes in messages are written as in tarnel message --help.
 
 Operations:
@@ -102,15 +117,18 @@ Operations:
 void addPlay(CLI::App& app, Action& action) {
     auto options = std::make_shared<PlayOptions>();
     auto* command = app.add_subcommand("play", "Drive the glasses by lines of JSON, from any language");
-    command->formatter(usage("Usage: tarnel play [SCENE|-] --simulated [--frame OUT.png] [--trace FILE]"));
+    command->formatter(usage("Usage: tarnel play [SCENE|-] [--trace FILE]\n"
+                             "       tarnel play [SCENE|-] --simulated [--frame OUT.png]"));
     command->add_option("SCENE", options->scene, "A file of operations; - or nothing for standard input")
         ->type_name("");
     command->add_flag_callback(
-        "--no-link", [options] { options->links = false; }, "Leave it to the scene to scan for and link the glasses");
+        "--no-link", [options] { options->links = false; },
+        "Leave it to the scene to scan for and link the glasses, or to wait for those linked");
     command->add_flag("--log", options->logs, "The SDK's log lines are events too");
-    command->add_option("--frame", options->frame, "Write what the display shows at the end")->type_name("OUT.png");
+    command->add_option("--frame", options->frame, "Write what the display of simulated glasses shows at the end")
+        ->type_name("OUT.png");
     command->add_flag("--json")->description("Does nothing: the output is JSON");
-    addSimulation(command, {options, &options->simulation});
+    addSurroundings(command, {options, &options->surroundings}, Uses::aLink);
     command->footer(std::string(playHelp) + operationsHelp());
     command->callback([options, &action] { action = [options] { play(*options); }; });
 }

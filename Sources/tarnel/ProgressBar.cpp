@@ -2,8 +2,6 @@
 
 #include "Text.hpp"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -12,15 +10,15 @@ namespace tarnel::command {
 namespace {
 
 constexpr std::size_t barWidth = 30;
-constexpr const char* emptyLine = "\r\033[K";
 
 } // namespace
 
 std::string progressLine(std::uint64_t sent, std::uint64_t total, std::chrono::duration<double> elapsed) {
     const double done = total == 0 ? 1 : static_cast<double>(sent) / static_cast<double>(total);
     const auto filled = static_cast<std::size_t>(done * static_cast<double>(barWidth));
-    std::string line = "[" + std::string(filled, '#') + std::string(barWidth - filled, '-') + "]  " + grouped(sent) +
-                       " of " + grouped(total) + " bytes";
+    std::string line = "[" + std::string(filled, '#') + std::string(barWidth - filled, '-') + "]  " +
+                       std::to_string(static_cast<int>(done * 100)) + " %, " + grouped(sent) + " of " + grouped(total) +
+                       " bytes";
     if (sent > 0) {
         std::array<char, 32> left{};
         std::snprintf(left.data(), left.size(), ", %.1f s left", elapsed.count() * (1 - done) / done);
@@ -29,24 +27,8 @@ std::string progressLine(std::uint64_t sent, std::uint64_t total, std::chrono::d
     return line;
 }
 
-ProgressBar::ProgressBar(std::uint64_t total) : total_(total), isShown_(::isatty(STDERR_FILENO) != 0) {}
-
-ProgressBar::~ProgressBar() {
-    if (isShown_) {
-        std::fputs(emptyLine, stderr);
-    }
-}
-
 void ProgressBar::update(std::uint64_t sent, std::chrono::duration<double> elapsed) {
-    if (!isShown_) {
-        return;
-    }
-    std::string line = progressLine(std::min(sent, total_), total_, elapsed);
-    if (line != line_) {
-        line_ = std::move(line);
-        std::fputs((emptyLine + line_).c_str(), stderr);
-        std::fflush(stderr);
-    }
+    line_.show(progressLine(std::min(sent, total_), total_, elapsed));
 }
 
 } // namespace tarnel::command

@@ -1,31 +1,27 @@
 #pragma once
 
+#include "StatusLine.hpp"
+
 #include <chrono>
 #include <cstdint>
 #include <string>
 
 namespace tarnel::command {
 
-/// How far a picture has been sent, on one line of standard error: a bar, bytes, and the time that is left. Nothing is
-/// shown where standard error is no terminal.
+/// How far a picture has been sent: a bar, bytes, and the time that is left.
 class ProgressBar {
 public:
-    explicit ProgressBar(std::uint64_t total);
-    /// Leaves an empty line.
-    ~ProgressBar();
-    ProgressBar(const ProgressBar&) = delete;
-    ProgressBar& operator=(const ProgressBar&) = delete;
+    explicit ProgressBar(std::uint64_t total) : total_(total) {}
 
     /// `elapsed` is the time that sending has taken until now.
     void update(std::uint64_t sent, std::chrono::duration<double> elapsed);
 
 private:
     std::uint64_t total_;
-    bool isShown_;
-    std::string line_;
+    StatusLine line_;
 };
 
-/// The line of the bar: "[######----]  12,000 of 20,000 bytes, 1.2 s left". `sent` is at most `total`.
+/// The line of the bar: "[######----]  60 %, 12,000 of 20,000 bytes, 1.2 s left". `sent` is at most `total`.
 std::string progressLine(std::uint64_t sent, std::uint64_t total, std::chrono::duration<double> elapsed);
 
 } // namespace tarnel::command

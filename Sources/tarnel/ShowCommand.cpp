@@ -8,7 +8,7 @@
 #include "Pictures.hpp"
 #include "Placement.hpp"
 #include "Shown.hpp"
-#include "Simulation.hpp"
+#include "Surroundings.hpp"
 
 #include <TarnelSDK/display/Canvas.hpp>
 #include <TarnelSDK/images/Dither.hpp>
@@ -28,7 +28,7 @@ struct ShowOptions {
     Dither dither = Dither::automatic;
     std::optional<std::string> frame; ///< file to write
     bool asJSON = false;
-    SimulationOptions simulation;
+    SurroundingsOptions surroundings;
 };
 
 void requireUsable(const ShowOptions& options) {
@@ -57,7 +57,10 @@ std::string report(const ShowOptions& options, const PlacedPicture& placed, cons
 
 /// Shows a picture on the glasses.
 void show(const ShowOptions& options) {
-    const Outputs outputs{options.frame, options.simulation.trace, options.asJSON};
+    const Outputs outputs{.frame = options.frame,
+                          .trace = options.surroundings.trace,
+                          .asJSON = options.asJSON,
+                          .isSimulated = options.surroundings.isSimulated};
     requireUsable(options);
     requireUsable(outputs);
     reserveStandardOutput();
@@ -73,17 +76,16 @@ void show(const ShowOptions& options) {
                    stderr);
     }
 
-    Simulation simulation(options.simulation);
-    simulation.link();
-    const Transfer transferred = transfer(simulation, Layout::canvas, [&](Tarnel& device) {
+    const auto surroundings = Surroundings::make(options.surroundings);
+    surroundings->connect();
+    const Transfer transferred = transfer(*surroundings, Layout::canvas, [&](Tarnel& device) {
         device.canvas.drawBackground(placed.picture, placed.place.x, placed.place.y, false);
         device.canvas.commit();
     });
-    simulation.requireTrace();
-    if (frame) {
-        frame->store(pngOf(imageOf(simulation.glasses().frame())));
-    }
+    surroundings->requireTrace();
+    storeFrame(frame, *surroundings);
     writeSummary(report(options, placed, transferred, outputs), outputs);
+    surroundings->linger();
 }
 
 } // namespace
@@ -91,7 +93,8 @@ void show(const ShowOptions& options) {
 void addShow(CLI::App& app, Action& action) {
     auto options = std::make_shared<ShowOptions>();
     auto* command = app.add_subcommand("show", "Show a picture on the glasses");
-    command->formatter(usage("Usage: tarnel show PICTURE [--at X,Y] [--fit] --simulated --frame OUT.png"));
+    command->formatter(usage("Usage: tarnel show PICTURE [--at X,Y] [--fit]\n"
+                             "       tarnel show PICTURE --simulated --frame OUT.png"));
     command->add_option("PICTURE", options->picture, "A PNG or JPEG file; - for standard input")
         ->required()
         ->type_name("");
@@ -110,10 +113,12 @@ void addShow(CLI::App& app, Action& action) {
     addChoice<Dither>(
         command, "--dither", dithers, [options](Dither dither) { options->dither = dither; },
         "Mix the four levels to in-between greys (default auto: in photographs)");
-    command->add_option("--frame", options->frame, "Write what the display then shows; - for standard output")
+    command
+        ->add_option("--frame", options->frame,
+                     "Write what the display of simulated glasses then shows; - for standard output")
         ->type_name("OUT.png");
     command->add_flag("--json", options->asJSON, "Describe the result in JSON");
-    addSimulation(command, {options, &options->simulation});
+    addSurroundings(command, {options, &options->surroundings}, Uses::aDisplay);
     command->footer(
         "What lies right of and below the display is left out. The frame is 640 x 480 pixels, its levels 0 to 3 "
         "the greens\n0, 85, 170 and 255.");

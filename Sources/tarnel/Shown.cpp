@@ -45,30 +45,38 @@ void requireUsable(const Outputs& outputs) {
     if (toStandardOutput > 1) {
         throw UsageError("standard output takes one of --frame -, --trace - and --json");
     }
-    if (toStandardOutput == (outputs.asJSON ? 1 : 0) && optionOf.empty()) {
+    if (!outputs.isSimulated && (outputs.frame || outputs.animation)) {
+        throw UsageError(std::string(outputs.frame ? "--frame" : "--animation") +
+                         " is for --simulated: what real glasses show cannot be read back");
+    }
+    if (outputs.isSimulated && toStandardOutput == (outputs.asJSON ? 1 : 0) && optionOf.empty()) {
         throw UsageError("give --frame FILE, --trace FILE or both: simulated glasses are seen in no other way");
     }
 }
 
-Transfer transfer(Simulation& simulation, Layout layout, const std::function<void(Tarnel&)>& draw) {
-    const auto device = simulation.device();
-    const Traffic before = simulation.traffic();
-    const auto start = simulation.now();
+Transfer transfer(Surroundings& surroundings, Layout layout, const std::function<void(Tarnel&)>& draw) {
+    const auto device = surroundings.device();
+    const Traffic before = surroundings.traffic();
+    const auto start = surroundings.now();
     device->setLayout(layout, displayTimeout, false);
     draw(*device);
     {
         const std::size_t total = device->pendingByteCount();
         ProgressBar bar(total);
-        simulation.waitUntilIdle([&] {
+        surroundings.waitUntilIdle([&] {
             const std::size_t left = device->pendingByteCount();
-            bar.update(total - std::min(left, total), simulation.now() - start);
+            bar.update(total - std::min(left, total), surroundings.now() - start);
         });
     }
+    const Traffic after = surroundings.traffic();
+    if (after.losses != before.losses) {
+        throw Failure("the connection was lost before all was sent; bring the glasses near and try again");
+    }
+    surroundings.awaitReceipt();
     if (const auto error = device->firmwareError.value()) {
         throw Failure("the glasses refused it: " + error->message);
     }
-    const Traffic& after = simulation.traffic();
-    return {after.writtenBytes - before.writtenBytes, after.writes - before.writes, after.last - start,
+    return {after.writtenBytes - before.writtenBytes, after.writes - before.writes, surroundings.traffic().last - start,
             device->protocolVersion()};
 }
 

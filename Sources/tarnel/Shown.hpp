@@ -1,7 +1,7 @@
 #pragma once
 
 #include "JSON.hpp"
-#include "Simulation.hpp"
+#include "Surroundings.hpp"
 
 #include <cstddef>
 #include <functional>
@@ -23,16 +23,17 @@ struct Outputs {
     std::optional<std::string> trace;
     bool asJSON = false;
     std::optional<std::string> animation = std::nullopt;
+    bool isSimulated = false;
 
     bool takeStandardOutput() const { return frame == "-" || trace == "-" || animation == "-"; }
 };
 
-/// Throws `UsageError` when outputs would meet in one file, or there is none.
+/// Throws `UsageError` when outputs would meet in one file, are none, or are of glasses whose display cannot be seen.
 void requireUsable(const Outputs& outputs);
 
-/// Takes the display with the layout, lets `draw` queue what is to be shown, and waits until it has crossed the air.
-/// Throws `Failure` when the glasses refuse it.
-Transfer transfer(Simulation& simulation, Layout layout, const std::function<void(Tarnel&)>& draw);
+/// Takes the display with the layout, lets `draw` queue what is to be shown, and waits until the glasses have it.
+/// Throws `Failure` when they refuse it or go away.
+Transfer transfer(Surroundings& surroundings, Layout layout, const std::function<void(Tarnel&)>& draw);
 
 /// The members that tell of a transfer and its outputs.
 void append(JSON::Object& object, const Transfer& transfer, const Outputs& outputs);

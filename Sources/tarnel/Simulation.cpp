@@ -30,20 +30,20 @@ std::string standstillText(bool isStalled, std::size_t queued) {
 
 } // namespace
 
-Simulation::Simulation(const SimulationOptions& options) {
-    if (!options.isSimulated) {
-        throw Failure("real glasses are not supported yet; give --simulated");
-    }
+Simulation::Simulation(const SurroundingsOptions& options) {
     if (options.trace) {
         trace_.emplace(*options.trace);
     }
     glasses::WorldOptions world;
-    world.seed = options.seed;
-    world.link = options.link;
+    world.seed = options.simulation.seed;
+    world.link = options.simulation.link;
     world.bundleIdentifier = "tarnel.command";
     world_ = std::make_unique<glasses::SimulatedWorld>(world);
+    if (options.locale) {
+        world_->application().setLocale(*options.locale);
+    }
     world_->application().setResourceDirectory(installedResources());
-    glasses_ = world_->addGlasses(options.glasses);
+    glasses_ = world_->addGlasses(options.simulation.glasses);
     glasses_->setTrace([this](const glasses::GattTraceEvent& event) { observe(event); });
     TarnelManager::shared();
 }
@@ -54,6 +54,8 @@ void Simulation::observe(const glasses::GattTraceEvent& event) {
     if (event.kind != glasses::GattTraceEvent::Kind::notify) {
         ++traffic_.writes;
         traffic_.writtenBytes += event.value.size();
+    } else {
+        ++traffic_.received;
     }
     traffic_.last = event.time;
     if (!trace_ || traceFailure_) {
@@ -66,17 +68,13 @@ void Simulation::observe(const glasses::GattTraceEvent& event) {
     }
 }
 
-void Simulation::requireTrace() const {
+void Simulation::requireTrace() {
     if (traceFailure_) {
         std::rethrow_exception(traceFailure_);
     }
 }
 
-std::shared_ptr<Tarnel> Simulation::device() const {
-    return TarnelManager::shared().currentDevice();
-}
-
-void Simulation::link() {
+void Simulation::connect() {
     auto& manager = TarnelManager::shared();
     // The central keeps the callback.
     const auto found = std::make_shared<platform::PeripheralPointer>();

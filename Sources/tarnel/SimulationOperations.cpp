@@ -4,6 +4,7 @@
 #include "MessageJSON.hpp"
 #include "Operations.hpp"
 #include "Pictures.hpp"
+#include "Simulation.hpp"
 #include "Text.hpp"
 
 #include <TarnelGlasses/SimulatedWorld.hpp>

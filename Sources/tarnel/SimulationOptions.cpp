@@ -70,22 +70,19 @@ void addGlasses(CLI::App* command, const std::shared_ptr<SimulationOptions>& sim
 
 } // namespace
 
-void addSimulation(CLI::App* command, const std::shared_ptr<SimulationOptions>& simulation) {
-    command->add_flag("--simulated", simulation->isSimulated, "Use simulated glasses, in virtual time (needed for now)")
-        ->group(group);
+void addSimulation(CLI::App* command, const std::shared_ptr<SimulationOptions>& simulation, CLI::Option* simulated) {
     command
         ->add_option_function<std::string>(
             "--seed", [simulation](const std::string& digits) { simulation->seed = seedFromText(digits); },
             "The run: the same number gives the same (default 1)")
         ->type_name("N")
         ->group(group);
-    addLink(command, simulation);
     addGlasses(command, simulation);
-    command
-        ->add_option("--trace", simulation->trace,
-                     "Write each value that crosses the air as a line of JSON: \"time\" in seconds,\n\"direction\" "
-                     "(\"write\", \"write_no_response\", \"notify\"), \"characteristic\", \"value\" in hexadecimal")
-        ->type_name("FILE");
+    addLink(command, simulation);
+    for (auto* option : command->get_options(
+             [simulated](const CLI::Option* other) { return other->get_group() == group && other != simulated; })) {
+        option->needs(simulated);
+    }
 }
 
 } // namespace tarnel::command

@@ -4,25 +4,22 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
-#include <string>
 
 namespace CLI {
 class App;
-}
+class Option;
+} // namespace CLI
 
 namespace tarnel::command {
 
 /// What the simulated glasses of a command and the air to them are like.
 struct SimulationOptions {
-    bool isSimulated = false;
     std::uint64_t seed = 1;
     glasses::GlassesOptions glasses;
     glasses::LinkModel link;
-    std::optional<std::string> trace; ///< file to write
 };
 
-/// Options of a command that uses glasses, which set `simulation`.
-void addSimulation(CLI::App* command, const std::shared_ptr<SimulationOptions>& simulation);
+/// Options that set `simulation` and may be given along with the flag `simulated` only.
+void addSimulation(CLI::App* command, const std::shared_ptr<SimulationOptions>& simulation, CLI::Option* simulated);
 
 } // namespace tarnel::command

@@ -7,7 +7,7 @@
 #include "Options.hpp"
 #include "Pictures.hpp"
 #include "Shown.hpp"
-#include "Simulation.hpp"
+#include "Surroundings.hpp"
 #include "Text.hpp"
 
 #include <TarnelSDK/device/DeviceTypes.hpp>
@@ -26,15 +26,14 @@ namespace {
 struct TextOptions {
     std::string text; ///< "-" for standard input
     Layout layout = Layout::canvas;
-    std::optional<double> size; ///< pixels
-    std::optional<std::string> locale;
+    std::optional<double> size;      ///< pixels
     std::optional<std::string> font; ///< a family or a file
     TextArguments label{.anchor = Anchor::center};
     /// Whether anything was said of the label, which other layouts do not have.
     bool saysLabel = false;
     std::optional<std::string> frame; ///< file to write
     bool asJSON = false;
-    SimulationOptions simulation;
+    SurroundingsOptions surroundings;
 };
 
 /// Far more than a message takes.
@@ -112,7 +111,10 @@ std::string report(const TextOptions& options, const std::string& shown, const T
 
 /// Shows a text on the glasses.
 void showText(const TextOptions& options) {
-    const Outputs outputs{options.frame, options.simulation.trace, options.asJSON};
+    const Outputs outputs{.frame = options.frame,
+                          .trace = options.surroundings.trace,
+                          .asJSON = options.asJSON,
+                          .isSimulated = options.surroundings.isSimulated};
     requireUsable(outputs);
     if (options.layout != Layout::canvas && options.saysLabel) {
         throw UsageError("--anchor, --at, --color, --align, --wrap, --width and --height are for --layout canvas");
@@ -121,29 +123,24 @@ void showText(const TextOptions& options) {
     const auto frame = options.frame ? std::optional<OutputFile>(*options.frame) : std::nullopt;
     const std::string text = textOf(options);
 
-    Simulation simulation(options.simulation);
-    auto& application = simulation.world().application();
-    if (options.locale) {
-        application.setLocale(*options.locale);
-    }
-    simulation.link();
+    const auto surroundings = Surroundings::make(options.surroundings);
+    surroundings->connect();
     {
-        const auto device = simulation.device();
+        const auto device = surroundings->device();
         if (options.size) {
             device->glypher.setFontSize(*options.size);
         }
         if (options.font) {
             device->setCustomFontForAllText(fontNamed(*options.font, device->glypher.fontSize()));
         }
-        requireFont(*device, text, application.locale());
+        requireFont(*device, text, platform::Platform::current().services().application->locale());
     }
     const Transfer transferred =
-        transfer(simulation, options.layout, [&](Tarnel& device) { drawText(device, options, text); });
-    simulation.requireTrace();
-    if (frame) {
-        frame->store(pngOf(imageOf(simulation.glasses().frame())));
-    }
+        transfer(*surroundings, options.layout, [&](Tarnel& device) { drawText(device, options, text); });
+    surroundings->requireTrace();
+    storeFrame(frame, *surroundings);
     writeSummary(report(options, text, transferred, outputs), outputs);
+    surroundings->linger();
 }
 
 constexpr Cases<Layout, 3> textLayouts{{
@@ -206,7 +203,8 @@ void addLabelOptions(CLI::App* command, const std::shared_ptr<TextOptions>& opti
 void addText(CLI::App& app, Action& action) {
     auto options = std::make_shared<TextOptions>();
     auto* command = app.add_subcommand("text", "Show a text on the glasses");
-    command->formatter(usage("Usage: tarnel text TEXT [--layout left|center|canvas] --simulated --frame OUT.png"));
+    command->formatter(usage("Usage: tarnel text TEXT [--layout left|center|canvas]\n"
+                             "       tarnel text TEXT --simulated --frame OUT.png"));
     command->add_option("TEXT", options->text, "UTF-8; - for standard input")->required()->type_name("");
     addChoice<Layout>(
         command, "--layout", textLayouts, [options](Layout layout) { options->layout = layout; },
@@ -216,13 +214,18 @@ void addText(CLI::App& app, Action& action) {
         ->check(CLI::Range(8, 96).description(""));
     command->add_option("--font", options->font, "An installed family or a font file that goes before the usual fonts")
         ->type_name("FAMILY|FILE");
-    command->add_option("--locale", options->locale, "The user's language, e.g. ja-JP (default en-US)")
+    command
+        ->add_option("--locale", options->surroundings.locale,
+                     "The user's language, e.g. ja-JP (default: the environment's, en-US when "
+                     "simulated)")
         ->type_name("TAG");
-    command->add_option("--frame", options->frame, "Write what the display then shows; - for standard output")
+    command
+        ->add_option("--frame", options->frame,
+                     "Write what the display of simulated glasses then shows; - for standard output")
         ->type_name("OUT.png");
     command->add_flag("--json", options->asJSON, "Describe the result in JSON");
     addLabelOptions(command, options);
-    addSimulation(command, {options, &options->simulation});
+    addSurroundings(command, {options, &options->surroundings}, Uses::aDisplay);
     command->footer("The text goes with a font of exactly its characters: the glasses have none of their own. The "
                     "frame is as that of\ntarnel show.");
     command->callback([options, &action] { action = [options] { showText(*options); }; });

@@ -217,6 +217,8 @@ TEST(BlueZConnection, asksAgainWhenTheRadioGivesUpAtFirst) {
     machine.connect();
     EXPECT_EQ(machine.bluez.calls("Connect"), 2);
     EXPECT_EQ(machine.application->count("connected"), 1);
+    EXPECT_EQ(machine.attemptFailures(),
+              std::vector<std::string>{"org.bluez.Error.Failed: le-connection-abort-by-local"});
 }
 
 TEST(BlueZConnection, takesOverFromAClientThatIsGone) {

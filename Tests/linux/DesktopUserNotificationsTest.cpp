@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 namespace tarnel {
@@ -17,6 +19,7 @@ using namespace std::chrono_literals;
 using platform::NotificationAction;
 using platform::PresentationOptions;
 using test::NotifyingApplication;
+using test::noError;
 using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -32,7 +35,33 @@ constexpr std::uint32_t withdrawn = 3;
 constexpr std::uint8_t lowUrgency = 0;
 constexpr std::uint8_t normalUrgency = 1;
 
-const std::optional<std::string> noError = std::nullopt;
+/// Keeps a record of what the user sees. Any thread.
+class Audience final : public NotificationAudience {
+public:
+    void shown(const platform::UserNotificationRequest& request, bool isQuiet) override {
+        record((isQuiet ? "quiet " : "shown ") + request.identifier);
+    }
+    void gone(const std::string& identifier) override { record("gone " + identifier); }
+
+    std::vector<std::string> news(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, 30s, [&] { return news_.size() >= count; });
+        return news_;
+    }
+
+private:
+    void record(const std::string& news) {
+        {
+            const std::lock_guard lock(mutex_);
+            news_.push_back(news);
+        }
+        changed_.notify_all();
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<std::string> news_;
+};
 
 class DesktopUserNotificationsTest : public ::testing::Test {
 protected:
@@ -262,6 +291,34 @@ TEST_F(DesktopUserNotificationsTest, AreRememberedInABoundedNumber) {
     const auto responses = application.responses(1);
     ASSERT_THAT(responses, SizeIs(1));
     EXPECT_EQ(responses[0].identifier, notifications[1].summary);
+}
+
+TEST_F(DesktopUserNotificationsTest, HaveAnAudienceThatKnowsWhatIsOnTheDesktop) {
+    const auto audience = std::make_shared<Audience>();
+    application.notifications->setAudience(audience);
+    desktop.close(shown("a").id, dismissed);
+    application.comeToFront(PresentationOptions::list);
+    shown("b");
+    shown("c");
+    desktop.close(shown("c").id, expired);
+    desktop.crash();
+    EXPECT_THAT(audience->news(7),
+                ElementsAre("shown a", "gone a", "quiet b", "quiet c", "quiet c", "gone b", "gone c"));
+}
+
+TEST_F(DesktopUserNotificationsTest, ThatAreAnsweredElsewhereLeaveTheDesktop) {
+    const auto audience = std::make_shared<Audience>();
+    application.notifications->respond("a", NotificationAction::dismiss);
+    application.notifications->setAudience(audience);
+    const auto first = shown("a");
+    const auto second = shown("b");
+    application.notifications->respond("b", NotificationAction::default_);
+    application.notifications->respond("a", NotificationAction::dismiss);
+    application.notifications->respond("a", NotificationAction::dismiss);
+    EXPECT_THAT(application.responses(2), ElementsAre(response(NotificationAction::default_, "b", 1),
+                                                      response(NotificationAction::dismiss, "a", 0)));
+    EXPECT_THAT(desktop.closed(2), ElementsAre(second.id, first.id));
+    EXPECT_THAT(audience->news(4), ElementsAre("shown a", "shown b", "gone b", "gone a"));
 }
 
 TEST_F(DesktopUserNotificationsTest, MayEndAtAnyMoment) {

@@ -49,6 +49,17 @@ void FakeDesktop::start() {
                 count("Notify");
                 notify({0, application, replaces, icon, summary, body, actions, hints, timeout}, std::move(result));
             });
+        object_->registerMethod("CloseNotification").onInterface(name).implementedAs([this](std::uint32_t id) {
+            {
+                const std::lock_guard lock(mutex_);
+                closed_.push_back(id);
+            }
+            changed_.notify_all();
+            constexpr std::uint32_t byCall = 3;
+            auto message = object_->createSignal(name, "NotificationClosed");
+            message << id << byCall;
+            object_->emitSignal(message);
+        });
         object_->finishRegistration();
         loop_.setSource({[this] {
                              const auto data = connection_->getEventLoopPollData();
@@ -136,6 +147,12 @@ void FakeDesktop::sendNonsense(const std::string& member) {
 bool FakeDesktop::await(std::size_t number) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return notifications_.size() >= number; });
+}
+
+std::vector<std::uint32_t> FakeDesktop::closed(std::size_t number) {
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, std::chrono::seconds(30), [&] { return closed_.size() >= number; });
+    return closed_;
 }
 
 std::vector<FakeNotification> FakeDesktop::notifications() {

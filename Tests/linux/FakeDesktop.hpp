@@ -62,6 +62,8 @@ public:
     /// Waits for this many notifications since the beginning; false when they do not come within half a minute.
     bool await(std::size_t count);
     std::vector<FakeNotification> notifications();
+    /// What was to be closed, waiting for this many.
+    std::vector<std::uint32_t> closed(std::size_t count);
     int calls(const std::string& method);
 
 private:
@@ -84,6 +86,7 @@ private:
     std::optional<std::string> refusal_;
     std::uint32_t nextId_ = 1;
     std::vector<FakeNotification> notifications_;
+    std::vector<std::uint32_t> closed_;
     std::map<std::string, int> calls_;
 
     bluez::EventLoop loop_;

@@ -189,7 +189,11 @@ public:
     Machine& operator=(const Machine&) = delete;
 
     void launch() {
-        provider = std::make_unique<BlueZBluetooth>(BlueZOptions{.busAddress = bus.address()});
+        provider = std::make_unique<BlueZBluetooth>(BlueZOptions{
+            .busAddress = bus.address(), .attemptFailed = [this](const UUID&, const platform::BluetoothError& error) {
+                const std::lock_guard lock(attemptsMutex);
+                failedAttempts.push_back(error.description);
+            }});
         central = provider->makeCentral(application, queue, {});
     }
     void quit() {
@@ -248,6 +252,13 @@ public:
         return true;
     }
 
+    std::vector<std::string> attemptFailures() {
+        const std::lock_guard lock(attemptsMutex);
+        return failedAttempts;
+    }
+
+    std::mutex attemptsMutex;
+    std::vector<std::string> failedAttempts;
     PrivateBus bus;
     FakeBlueZ bluez;
     ThreadScheduler scheduler;

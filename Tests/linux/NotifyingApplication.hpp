@@ -18,6 +18,8 @@
 
 namespace tarnel::test {
 
+inline const std::optional<std::string> noError = std::nullopt;
+
 /// An application that sends notifications and keeps a record of what becomes of them. Any thread.
 class NotifyingApplication {
 public:

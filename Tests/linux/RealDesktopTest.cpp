@@ -14,12 +14,11 @@ namespace {
 using platform::NotificationAction;
 using platform::PresentationOptions;
 using test::NotifyingApplication;
+using test::noError;
 using ::testing::ElementsAre;
 
 constexpr const char* displayServer = "/usr/bin/Xvfb";
 constexpr const char* daemon = "/usr/bin/dunst";
-
-const std::optional<std::string> noError = std::nullopt;
 
 /// A display and a notification daemon of the test's own. The bus starts the daemon when the first notification comes.
 class Dunst {

@@ -86,5 +86,11 @@ TEST(LinuxApplication, isActiveUntilItSaysOtherwise) {
     EXPECT_EQ(application.resourceDirectory(), fs::path("/usr/share/example"));
 }
 
+TEST(LinuxApplication, speaksTheLanguageThatItIsGiven) {
+    const auto environment_ = environment({{"LANG", "de_AT.UTF-8"}});
+    EXPECT_EQ(LinuxApplication("org.example", std::nullopt, environment_).locale(), "de-AT");
+    EXPECT_EQ(LinuxApplication("org.example", std::nullopt, environment_, "ja-JP").locale(), "ja-JP");
+}
+
 } // namespace
 } // namespace tarnel

@@ -97,14 +97,18 @@ TEST(CommandLine, AWrongCallNamesTheHelpOfItsCommand) {
     EXPECT_THAT(runTarnel({"show", "a.png", "--simulated"}).error, EndsWith("; see tarnel show --help\n"));
 }
 
-TEST(CommandLine, GlassesThatAreNotSimulatedAreRefusedWithWhatToDo) {
-    const TemporaryFolder folder;
-    writePNG(folder / "picture.png", checkerboard(20, 20));
-    const auto shown = runTarnel({"show", folder / "picture.png", "--frame", folder / "frame.png"});
-    const auto played = runTarnel({"play"});
-    for (const auto& result : {shown, played}) {
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.error, "tarnel: real glasses are not supported yet; give --simulated\n");
+TEST(CommandLine, OptionsOfSimulatedGlassesAndOfThoseOnTheAirDoNotMix) {
+    EXPECT_THAT(runTarnel({"text", "a", "--mtu", "23"}).error, HasSubstr("--mtu requires --simulated"));
+    EXPECT_THAT(runTarnel({"play", "--pairing"}).error, HasSubstr("--pairing requires --simulated"));
+    EXPECT_THAT(runTarnel({"text", "a", "--simulated", "--timeout", "3"}).error, HasSubstr("excludes"));
+    EXPECT_THAT(runTarnel({"demo", "--simulated", "--adapter", "hci0"}).error, HasSubstr("excludes"));
+}
+
+TEST(CommandLine, AFrameIsOfSimulatedGlassesOnly) {
+    for (const std::string command : {"show", "text", "demo", "play"}) {
+        const auto result = runTarnel({command, "a", "--frame", "a.png"});
+        EXPECT_EQ(result.status, 2);
+        EXPECT_THAT(result.error, HasSubstr("--frame is for --simulated: what real glasses show cannot be read back"));
     }
 }
 

@@ -8,6 +8,7 @@
 #include <TarnelLinux/bluez/Links.hpp>
 #include <TarnelSDK/platform/Bluetooth.hpp>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -23,6 +24,8 @@ struct HostOptions {
     std::optional<std::string> busAddress;
     /// The address or the name ("hci1") of the adapter to use; when empty, one that is switched on.
     std::optional<std::string> adapter;
+    /// Told, on the loop's thread, of an attempt to connect that failed and will be made again.
+    std::function<void(const UUID& identifier, const platform::BluetoothError& error)> attemptFailed = nullptr;
 };
 
 /// This machine's Bluetooth, for all centrals of the process: one bus connection, one thread, one adapter.
@@ -45,6 +48,7 @@ public:
 
     // On the loop's thread.
 
+    const HostOptions& options() const { return options_; }
     Bus& bus() { return bus_; }
     Links& links() { return links_; }
 

@@ -1,3 +1,4 @@
+#include <TarnelLinux/bluez/Address.hpp>
 #include <TarnelLinux/bluez/Errors.hpp>
 #include <TarnelLinux/bluez/Host.hpp>
 #include <TarnelLinux/bluez/Links.hpp>
@@ -214,6 +215,9 @@ void Links::attemptFailed(const std::string& address, Link& link, const Failure&
     if (isInProgress(failure) && !std::exchange(link.isRestarted, true)) {
         // A client that is gone has left its attempt behind.
         return disconnect(address);
+    }
+    if (const auto& tell = host_.options().attemptFailed) {
+        tell(identifierOfAddress(address).value_or(UUID()), error);
     }
     // The first failure is often the radio's, and cured by asking again.
     if (++link.failures == 1) {

@@ -94,6 +94,14 @@ void NotificationDaemon::sendWaiting() {
     }
 }
 
+void NotificationDaemon::close(std::uint32_t id) {
+    if (connection_) {
+        call(
+            "CloseNotification", [id](sdbus::MethodCall& message) { message << id; },
+            [](sdbus::MethodReply*, const sdbus::Error*) {});
+    }
+}
+
 bool NotificationDaemon::connect() {
     try {
         connection_ = options_.busAddress ? sdbus::createSessionBusConnectionWithAddress(*options_.busAddress)

@@ -68,6 +68,8 @@ public:
 
     /// `done` is called later, in any case.
     void notify(DesktopNotification notification, Done done);
+    /// Takes it off the desktop.
+    void close(std::uint32_t id);
 
 private:
     struct Waiting {

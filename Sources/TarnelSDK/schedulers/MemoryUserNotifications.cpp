@@ -51,12 +51,47 @@ void MemoryUserNotifications::add(UserNotificationRequest request, AddCompletion
 }
 
 void MemoryUserNotifications::show(UserNotificationRequest request, std::optional<PresentationOptions> options) {
-    const std::lock_guard lock(mutex_);
+    std::optional<std::string> pushedOut;
+    std::unique_lock lock(mutex_);
     std::erase_if(shown_, [&](const Shown& shown) { return shown.request.identifier == request.identifier; });
     if (shown_.size() == mostKept) {
+        pushedOut = shown_.front().request.identifier;
         shown_.erase(shown_.begin());
     }
-    shown_.push_back({std::move(request), options});
+    shown_.push_back({request, options});
+    lock.unlock();
+    if (pushedOut) {
+        tellAudience([identifier = *pushedOut](NotificationAudience& audience) { audience.gone(identifier); });
+    }
+    if (isSeen(options)) {
+        tellAudience([request = std::move(request), isQuiet = isQuiet(options)](NotificationAudience& audience) {
+            audience.shown(request, isQuiet);
+        });
+    }
+}
+
+void MemoryUserNotifications::setAudience(std::weak_ptr<NotificationAudience> audience) {
+    const std::lock_guard lock(mutex_);
+    audience_ = std::move(audience);
+}
+
+void MemoryUserNotifications::tellAudience(std::function<void(NotificationAudience&)> news) {
+    queue_->async([weak = weak_from_this(), news = std::move(news)] {
+        const auto self = weak.lock();
+        if (!self) {
+            return;
+        }
+        std::unique_lock lock(self->mutex_);
+        const auto audience = self->audience_.lock();
+        lock.unlock();
+        if (audience) {
+            news(*audience);
+        }
+    });
+}
+
+void MemoryUserNotifications::respond(const std::string& identifier, NotificationAction action) {
+    answer(identifier, action);
 }
 
 std::vector<UserNotificationRequest> MemoryUserNotifications::pending() const {
@@ -74,18 +109,18 @@ std::size_t MemoryUserNotifications::acknowledged() const {
 }
 
 bool MemoryUserNotifications::tap(const std::string& identifier) {
-    return respond(identifier, NotificationAction::default_);
+    return answer(identifier, NotificationAction::default_);
 }
 
 bool MemoryUserNotifications::dismiss(const std::string& identifier) {
-    return respond(identifier, NotificationAction::dismiss);
+    return answer(identifier, NotificationAction::dismiss);
 }
 
 bool MemoryUserNotifications::choose(const std::string& identifier) {
-    return respond(identifier, NotificationAction::other);
+    return answer(identifier, NotificationAction::other);
 }
 
-bool MemoryUserNotifications::respond(const std::string& identifier, NotificationAction action) {
+bool MemoryUserNotifications::answer(const std::string& identifier, NotificationAction action) {
     std::unique_lock lock(mutex_);
     const auto found = std::find_if(shown_.begin(), shown_.end(),
                                     [&](const Shown& shown) { return shown.request.identifier == identifier; });
@@ -95,6 +130,7 @@ bool MemoryUserNotifications::respond(const std::string& identifier, Notificatio
     platform::NotificationResponse response{action, std::move(found->request)};
     shown_.erase(found);
     lock.unlock();
+    tellAudience([identifier](NotificationAudience& audience) { audience.gone(identifier); });
     delivery_->respond(std::move(response), [weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
             const std::lock_guard countLock(self->mutex_);

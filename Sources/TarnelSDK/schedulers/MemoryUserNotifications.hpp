@@ -3,8 +3,10 @@
 #include <TarnelSDK/platform/Application.hpp>
 #include <TarnelSDK/platform/UserNotifications.hpp>
 #include <TarnelSDK/schedulers/NotificationDelivery.hpp>
+#include <TarnelSDK/schedulers/SharedUserNotifications.hpp>
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -15,8 +17,9 @@ namespace tarnel {
 
 /// A notification service whose user is the test or the simulation. It holds the newest `mostKept` of what is shown.
 ///
-/// Called on any thread. The delegate and all completions are called on `queue`, which also measures the delays.
-class MemoryUserNotifications : public platform::UserNotifications,
+/// Called on any thread. The delegate, the audience and all completions are called on `queue`, which also measures the
+/// delays.
+class MemoryUserNotifications : public SharedUserNotifications,
                                 public std::enable_shared_from_this<MemoryUserNotifications> {
 public:
     static constexpr std::size_t mostKept = 256;
@@ -32,6 +35,8 @@ public:
 
     void setDelegate(std::weak_ptr<platform::UserNotificationDelegate> delegate) override;
     void add(platform::UserNotificationRequest request, AddCompletion completion) override;
+    void setAudience(std::weak_ptr<NotificationAudience> audience) override;
+    void respond(const std::string& identifier, platform::NotificationAction action) override;
 
     /// From now on requests are refused with this text; empty: no more.
     void setError(std::optional<std::string> error);
@@ -56,11 +61,13 @@ public:
 
 private:
     void show(platform::UserNotificationRequest request, std::optional<platform::PresentationOptions> options);
-    bool respond(const std::string& identifier, platform::NotificationAction action);
+    bool answer(const std::string& identifier, platform::NotificationAction action);
+    void tellAudience(std::function<void(NotificationAudience&)> news);
 
     const std::shared_ptr<platform::Queue> queue_;
     std::shared_ptr<NotificationDelivery> delivery_;
     mutable std::mutex mutex_; ///< of what follows; held for no callback
+    std::weak_ptr<NotificationAudience> audience_;
     std::optional<std::string> error_;
     std::vector<Shown> shown_;
     std::size_t acknowledged_ = 0;

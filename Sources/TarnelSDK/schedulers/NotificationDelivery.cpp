@@ -10,6 +10,22 @@ namespace tarnel {
 using platform::PresentationOptions;
 using platform::UserNotificationRequest;
 
+namespace {
+
+bool contains(std::optional<PresentationOptions> options, PresentationOptions option) {
+    return !options || (static_cast<std::uint32_t>(*options) & static_cast<std::uint32_t>(option)) != 0;
+}
+
+} // namespace
+
+bool isSeen(std::optional<PresentationOptions> options) {
+    return contains(options, PresentationOptions::list) || contains(options, PresentationOptions::banner);
+}
+
+bool isQuiet(std::optional<PresentationOptions> options) {
+    return isSeen(options) && !contains(options, PresentationOptions::banner);
+}
+
 std::shared_ptr<NotificationDelivery> NotificationDelivery::make(std::shared_ptr<platform::Queue> queue,
                                                                  std::shared_ptr<platform::Application> application,
                                                                  Present present) {

@@ -14,6 +14,11 @@
 
 namespace tarnel {
 
+/// Whether a notification presented like this can be seen at all; with empty options it is shown in full.
+bool isSeen(std::optional<platform::PresentationOptions> options);
+/// Whether it is listed without a banner.
+bool isQuiet(std::optional<platform::PresentationOptions> options);
+
 /// What every notification service has in common: requests wait for their delay and then, while the application is in
 /// front, for the delegate; responses go to the delegate. Any thread; `queue` measures the delays, and the delegate and
 /// `Present` are called on it, except that `Present` follows the delegate's answer on its thread.

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <TarnelSDK/ui/Elements.hpp>
+
+#include <QAccessible>
+#include <QColor>
+#include <QWidget>
+
+namespace tarnel {
+
+/// The rounded card of a modal screen. Assistive technology meets it as a modal dialog under its accessible name.
+/// What is laid out in it keeps clear of its corners.
+class Card : public QWidget {
+public:
+    Card(const BackgroundView& look, QAccessible::Role role);
+
+    QAccessible::Role role() const { return role_; }
+    int cornerRadius() const;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    const BackgroundView look_;
+    const QAccessible::Role role_;
+};
+
+/// A line across.
+class SeparatorLine : public QWidget {
+public:
+    explicit SeparatorLine(const Separator& look, QWidget* parent = nullptr);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    const Separator look_;
+};
+
+} // namespace tarnel

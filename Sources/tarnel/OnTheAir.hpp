@@ -1,0 +1,70 @@
+#pragma once
+
+#include "AirRecord.hpp"
+#include "MainLoop.hpp"
+#include "NativePlatform.hpp"
+#include "Surroundings.hpp"
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tarnel::command {
+
+/// Glasses that are really there, in real time, under the settings of this command.
+class OnTheAir final : public Surroundings {
+public:
+    enum class Connections {
+        made, ///< the linked glasses are connected, and again after a loss
+        held, ///< none is made before `makeConnections`
+    };
+
+    /// `follower` is told of all that passes. Throws `Failure` where there is no Bluetooth, or the trace cannot be
+    /// written.
+    explicit OnTheAir(const SurroundingsOptions& options, Connections connections = Connections::made,
+                      std::shared_ptr<BluetoothObserver> follower = nullptr);
+    ~OnTheAir() override;
+
+    const AirRecord& record() const { return *record_; }
+    MainLoop& loop() { return loop_; }
+
+    /// Returns when Bluetooth is on. Throws `Failure` when it is not within seconds, which says why.
+    void awaitBluetooth();
+    /// From now on connections are made.
+    void makeConnections() { platform_->bluetooth().setConnects(true); }
+    /// As `connect`, when they are linked already, or about to be.
+    void awaitConnection();
+
+    platform::Duration now() override { return record_->now(); }
+    Traffic traffic() override { return record_->traffic(); }
+    void requireTrace() override { record_->requireTrace(); }
+    void run() override { loop_.run(); }
+    void advance(platform::Duration duration) override;
+    void awaitInput(int descriptor) override { loop_.runUntilReadable(descriptor); }
+    void connect() override;
+    void waitUntilIdle(const std::function<void()>& progressed = {}) override;
+    void awaitReceipt() override;
+    void linger() override;
+    void setIsLinking(bool isLinking) override { isLinking_ = isLinking; }
+    void relaunch() override;
+
+private:
+    void install();
+    bool isConnectionExpected() const;
+    std::string connectionProgress(const Tarnel& device) const;
+
+    const SurroundingsOptions options_;
+    const Connections connections_;
+    MainLoop loop_;
+    const std::shared_ptr<AirRecord> record_;
+    std::unique_ptr<NativePlatform> platform_;
+    bool isLinking_ = false;
+};
+
+/// What the user is told when the linked glasses have forgotten this machine.
+inline constexpr const char* forgottenText =
+    "the glasses have forgotten this machine, so they are no longer linked here; run tarnel link";
+inline constexpr const char* notLinkedText = "no glasses are linked; run tarnel link";
+
+} // namespace tarnel::command

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "Glasses.hpp"
+#include "Host.hpp"
+#include "Stack.hpp"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tarnel::radio {
+
+using namespace std::chrono_literals;
+
+/// A machine with two controllers that hear each other: the application's, hci0, and that of a pair of glasses.
+class RadioTest : public ::testing::Test {
+protected:
+    void SetUp() override { Host::eraseSettings(); }
+    void TearDown() override {
+        host.reset();
+        glasses.clear();
+        if (HasFailure() && stack) {
+            std::printf("%s\n", stack->logs().c_str());
+        }
+        stack.reset();
+    }
+
+    /// Glasses with a controller of their own, hci1 and up, then the service with hci0 for the application.
+    void start(std::vector<std::vector<std::string>> arguments = {{}}) {
+        stack = std::make_unique<Stack>(Stack::Options{.controllers = static_cast<int>(arguments.size()) + 1});
+        for (std::size_t i = 0; i < arguments.size(); ++i) {
+            auto own = arguments[i];
+            own.insert(own.end(), {"--controller", std::to_string(i + 1)});
+            glasses.push_back(std::make_unique<Glasses>(own));
+            glasses.back()->tell("advertise normal");
+            ASSERT_TRUE(eventually([&] { return glasses.back()->describe().isSettled; }));
+        }
+        stack->startDaemon();
+        ASSERT_TRUE(stack->awaitAdapter("hci0"));
+    }
+
+    void startLinked(const std::vector<std::string>& arguments = {}) {
+        ASSERT_NO_FATAL_FAILURE(start({arguments}));
+        host.emplace();
+        ASSERT_TRUE(host->link());
+    }
+
+    Glasses& pair() { return *glasses.front(); }
+
+    std::unique_ptr<Stack> stack;
+    std::vector<std::unique_ptr<Glasses>> glasses;
+    std::optional<Host> host;
+};
+
+} // namespace tarnel::radio
