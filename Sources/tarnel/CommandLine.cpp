@@ -88,6 +88,9 @@ int run(int argc, const char* const* argv) {
     addMessage(app, action);
     addImage(app, action);
     addFont(app, action);
+#ifdef TARNEL_HAS_AIR
+    addGlasses(app, action);
+#endif
     addHelp(app, action);
     app.footer(
         "Exit status: 0 done, 1 failed (one line on standard error says what and what to do), 2 called wrongly.");
