@@ -10,23 +10,43 @@
 namespace tarnel::command {
 namespace {
 
+class NoBluetooth final : public platform::BluetoothProvider {
+public:
+    std::shared_ptr<platform::BluetoothCentral> makeCentral(std::weak_ptr<platform::BluetoothCentralDelegate>,
+                                                            std::shared_ptr<platform::Queue>,
+                                                            platform::CentralOptions) override {
+        return nullptr;
+    }
+};
+
+std::shared_ptr<platform::BluetoothProvider> providerFor(NativePlatformOptions& options) {
+    if (!options.hasBluetooth) {
+        return std::make_shared<NoBluetooth>();
+    }
+    auto bluez = std::make_shared<BlueZBluetooth>(
+        BlueZOptions{.adapter = std::move(options.adapter), .attemptFailed = std::move(options.attemptFailed)});
+    auto observed = std::make_shared<ObservedBluetooth>(std::move(bluez), std::move(options.observer));
+    observed->setConnects(options.connects);
+    return observed;
+}
+
 class LinuxNativePlatform final : public NativePlatform {
 public:
     explicit LinuxNativePlatform(NativePlatformOptions options)
-        : bluetooth_(std::make_shared<ObservedBluetooth>(
-              std::make_shared<BlueZBluetooth>(BlueZOptions{.adapter = std::move(options.adapter),
-                                                            .attemptFailed = std::move(options.attemptFailed)}),
-              std::move(options.observer))),
-          platform_({.identifier = applicationIdentifier,
-                     .resourceDirectory = installedResources(),
-                     .bluetooth = bluetooth_,
-                     .locale = std::move(options.locale)}) {}
+        : bluetooth_(providerFor(options)), platform_({.identifier = applicationIdentifier,
+                                                       .resourceDirectory = installedResources(),
+                                                       .bluetooth = bluetooth_,
+                                                       .locale = std::move(options.locale)}) {}
 
     ThreadScheduler& scheduler() override { return platform_.scheduler(); }
-    ObservedBluetooth& bluetooth() override { return *bluetooth_; }
+    void makeConnections() override {
+        if (const auto observed = std::dynamic_pointer_cast<ObservedBluetooth>(bluetooth_)) {
+            observed->setConnects(true);
+        }
+    }
 
 private:
-    const std::shared_ptr<ObservedBluetooth> bluetooth_;
+    const std::shared_ptr<platform::BluetoothProvider> bluetooth_;
     LinuxPlatform platform_;
 };
 

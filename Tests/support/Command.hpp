@@ -120,6 +120,12 @@ public:
         }
     }
 
+    /// As Ctrl-C does.
+    void interrupt() {
+        if (identifier_ > 0) {
+            ::kill(identifier_, SIGINT);
+        }
+    }
     void kill() {
         if (identifier_ > 0) {
             ::kill(identifier_, SIGKILL);
