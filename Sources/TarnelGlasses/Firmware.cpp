@@ -44,6 +44,14 @@ void record(std::deque<T>& records, T entry) {
     }
 }
 
+/// The records that are kept, of `count` in all, without the first `seen`.
+template <typename T>
+std::vector<T> unseen(const std::deque<T>& records, std::size_t count, std::size_t seen) {
+    const std::size_t forgotten = count - records.size();
+    const std::size_t skipped = std::min(records.size(), seen > forgotten ? seen - forgotten : 0);
+    return {records.begin() + static_cast<std::ptrdiff_t>(skipped), records.end()};
+}
+
 } // namespace
 
 class Firmware::State : public std::enable_shared_from_this<State> {
@@ -72,6 +80,7 @@ public:
     const LvglVersion lvglVersion_;
     int batteryLevel_;
     bool isCharging_;
+    std::size_t notifications_ = 0;                 ///< of the host
     std::optional<std::size_t> maximumValueLength_; ///< while connected
     ChunkJoiner joiner_{maximumMessageSize};
     ChunkCutter cutter_;
@@ -375,8 +384,11 @@ Frame Firmware::State::frame() const {
     }
     Frame frame;
     if (hasStatusBar()) {
-        StatusBar{.time = clock_.at(output_.now()), .batteryLevel = batteryLevel_, .isCharging = isCharging_}.draw(
-            frame);
+        const StatusBar bar{.time = clock_.at(output_.now()),
+                            .batteryLevel = batteryLevel_,
+                            .isCharging = isCharging_,
+                            .notifications = notifications_};
+        bar.draw(frame);
     }
     textScreen_.draw(frame, properties_.at("nav_y_offset").integer().value_or(0));
     return frame;
@@ -445,6 +457,11 @@ void Firmware::setBattery(int level, bool isCharging) {
     state_->statusChanged();
 }
 
+void Firmware::setNotificationCount(std::size_t count) {
+    state_->notifications_ = count;
+    state_->statusChanged();
+}
+
 void Firmware::takeControl(const std::string& application) {
     state_->loseControl();
     state_->owner_ = application;
@@ -493,16 +510,16 @@ std::optional<Value> Firmware::property(const std::string& key) const {
     return property == state_->properties_.end() ? std::nullopt : std::optional(property->second);
 }
 
-std::vector<ReceivedMessage> Firmware::receivedMessages() const {
-    return {state_->received_.begin(), state_->received_.end()};
+std::vector<ReceivedMessage> Firmware::receivedMessages(std::size_t seen) const {
+    return unseen(state_->received_, state_->receivedCount_, seen);
 }
 
 std::size_t Firmware::receivedCount() const {
     return state_->receivedCount_;
 }
 
-std::vector<CommandError> Firmware::errors() const {
-    return {state_->errors_.begin(), state_->errors_.end()};
+std::vector<CommandError> Firmware::errors(std::size_t seen) const {
+    return unseen(state_->errors_, state_->errorCount_, seen);
 }
 
 std::size_t Firmware::errorCount() const {

@@ -87,6 +87,8 @@ public:
     void requestTime();
     /// What the status bar shows: percent, 0 to 100.
     void setBattery(int level, bool isCharging);
+    /// What the status bar shows: how many of the host's notifications there are.
+    void setNotificationCount(std::size_t count);
     /// Another application takes the display; the one in control until now is told.
     void takeControl(const std::string& application);
     /// The display goes dark, "disp_timeout" is sent, and the application loses control.
@@ -107,10 +109,11 @@ public:
     /// The time of day that the glasses show: the last "set_time" and what has passed since, in the same form.
     std::optional<std::string> clock() const;
     std::optional<Value> property(const std::string& key) const;
-    std::vector<ReceivedMessage> receivedMessages() const;
+    /// Those that are kept, without the first `seen` of all that were received.
+    std::vector<ReceivedMessage> receivedMessages(std::size_t seen = 0) const;
     std::size_t receivedCount() const;
-    /// The errors that were answered.
-    std::vector<CommandError> errors() const;
+    /// The errors that were answered, without the first `seen`.
+    std::vector<CommandError> errors(std::size_t seen = 0) const;
     std::size_t errorCount() const;
 
 private:

@@ -96,6 +96,28 @@ void HostConnection::command(const UUID& characteristic, Bytes value, platform::
                 });
 }
 
+void HostConnection::shareNotifications(const std::shared_ptr<ancs::NotificationProvider>& provider, bool isShared) {
+    if (const auto earlier = std::exchange(notifications_, nullptr)) {
+        earlier->withdraw();
+    }
+    if (provider && isShared) {
+        notifications_ = std::make_shared<HostNotifications>(provider, glasses_, link_);
+        notifications_->offer();
+    }
+}
+
+void HostConnection::notificationsWanted() {
+    if (notifications_) {
+        notifications_->subscribe();
+    }
+}
+
+void HostConnection::controlPointWritten(ByteView value) {
+    if (notifications_) {
+        notifications_->write(value);
+    }
+}
+
 void HostConnection::close() {
     link_->close();
     glasses_->closed();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <TarnelGlasses/AirLink.hpp>
+#include <TarnelGlasses/HostNotifications.hpp>
 #include <TarnelGlasses/SimulatedGlasses.hpp>
 
 #include <deque>
@@ -40,6 +41,9 @@ public:
     /// A write without response; `left` runs when it has left the host's buffer.
     void command(const UUID& characteristic, Bytes value, platform::Block left);
 
+    /// Has the glasses find the host's notifications, or find that they are gone; nothing without a provider.
+    void shareNotifications(const std::shared_ptr<ancs::NotificationProvider>& provider, bool isShared);
+
     /// Ends the connection from this end, without telling the users.
     void close();
 
@@ -47,6 +51,8 @@ public:
     void closed(const platform::BluetoothError& error) override;
     void servicesChanged() override;
     void nameChanged(const std::string& name) override;
+    void notificationsWanted() override;
+    void controlPointWritten(ByteView value) override;
 
 private:
     struct Request {
@@ -64,6 +70,7 @@ private:
     const std::shared_ptr<SimulatedGlasses> glasses_;
     const std::shared_ptr<AirLink> link_;
     std::vector<std::shared_ptr<SimulatedPeripheral>> users_;
+    std::shared_ptr<HostNotifications> notifications_;
     std::deque<Request> requests_; ///< the first is under way
 };
 

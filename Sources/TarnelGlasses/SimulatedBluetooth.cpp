@@ -19,8 +19,9 @@ void post(const std::shared_ptr<SimulatedHost>& host, std::function<void(Simulat
 
 } // namespace
 
-std::shared_ptr<SimulatedBluetooth> SimulatedBluetooth::make(std::shared_ptr<Radio> radio) {
-    return std::make_shared<SimulatedBluetooth>(Key{}, SimulatedHost::make(std::move(radio)));
+std::shared_ptr<SimulatedBluetooth>
+SimulatedBluetooth::make(std::shared_ptr<Radio> radio, std::shared_ptr<ancs::NotificationProvider> notifications) {
+    return std::make_shared<SimulatedBluetooth>(Key{}, SimulatedHost::make(std::move(radio), std::move(notifications)));
 }
 
 SimulatedBluetooth::SimulatedBluetooth(Key, std::shared_ptr<SimulatedHost> host) : host_(std::move(host)) {}

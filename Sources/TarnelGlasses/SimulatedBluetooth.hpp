@@ -1,6 +1,7 @@
 #pragma once
 
 #include <TarnelGlasses/Radio.hpp>
+#include <TarnelSDK/ancs/NotificationProvider.hpp>
 #include <TarnelSDK/platform/Bluetooth.hpp>
 
 #include <memory>
@@ -19,7 +20,9 @@ class SimulatedHost;
 /// The verbs may be called on any thread.
 class SimulatedBluetooth : public platform::BluetoothProvider {
 public:
-    static std::shared_ptr<SimulatedBluetooth> make(std::shared_ptr<Radio> radio);
+    /// `notifications`, if any, are on the radio's queue; devices that are authorized can read them.
+    static std::shared_ptr<SimulatedBluetooth>
+    make(std::shared_ptr<Radio> radio, std::shared_ptr<ancs::NotificationProvider> notifications = nullptr);
     ~SimulatedBluetooth() override;
 
     std::shared_ptr<platform::BluetoothCentral> makeCentral(std::weak_ptr<platform::BluetoothCentralDelegate> delegate,

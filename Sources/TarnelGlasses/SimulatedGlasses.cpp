@@ -42,7 +42,7 @@ std::shared_ptr<SimulatedGlasses> SimulatedGlasses::make(const std::shared_ptr<R
 
 SimulatedGlasses::SimulatedGlasses(Key, const std::shared_ptr<Radio>& radio, const Options& options)
     : options_(options), queue_(radio->queuePointer()), now_(radio->clock()), radio_(radio),
-      state_(std::make_unique<State>(options, firmwareOutput())) {}
+      state_(std::make_unique<State>(options, firmwareOutput(), readerOutput())) {}
 
 SimulatedGlasses::~SimulatedGlasses() = default;
 
@@ -56,6 +56,38 @@ Firmware::Output SimulatedGlasses::firmwareOutput() {
                 },
             .now = now_,
             .frameChanged = [this] { state_->isFrameChanged = true; }};
+}
+
+NotificationReader::Output SimulatedGlasses::readerOutput() {
+    constexpr std::size_t subscriptions = 2 * 5; // a descriptor of two bytes each, with opcode and handle
+    return {.subscribe = [this] { sendToHost(subscriptions, [](Host& host) { host.notificationsWanted(); }); },
+            .write =
+                [this](Bytes value) {
+                    const auto length = attWriteHeader + value.size();
+                    sendToHost(length, [value = std::move(value)](Host& host) { host.controlPointWritten(value); });
+                },
+            .after =
+                [this](Duration delay, platform::Block block) {
+                    post([block = std::move(block)](SimulatedGlasses& self) { self.perform([&](State&) { block(); }); },
+                         delay);
+                },
+            .changed =
+                [this] {
+                    state_->firmware.setNotificationCount(state_->reader.notifications().size());
+                    state_->areNotificationsChanged = true;
+                }};
+}
+
+/// Sends the host a packet, with the state locked.
+void SimulatedGlasses::sendToHost(std::size_t attLength, std::function<void(Host&)> arrived) {
+    if (!state_->link) {
+        return;
+    }
+    state_->link->send(AirLink::Side::glasses, attLength, [host = state_->host, arrived = std::move(arrived)] {
+        if (const auto there = host.lock()) {
+            arrived(*there);
+        }
+    });
 }
 
 void SimulatedGlasses::post(std::function<void(SimulatedGlasses&)> step, Duration delay) {
@@ -77,16 +109,28 @@ void SimulatedGlasses::postChange(Change change) {
 
 /// Changes the state, on the radio's queue; what observes it is told afterwards.
 void SimulatedGlasses::perform(const Change& change) {
-    std::function<void()> observer;
+    std::function<void()> frameObserver;
+    std::function<void()> notificationObserver;
+    std::function<void()> recordObserver;
     {
         const std::lock_guard lock(mutex_);
+        const auto records = [this] { return state_->firmware.receivedCount() + state_->firmware.errorCount(); };
+        const std::size_t before = records();
         change(*state_);
+        if (records() != before) {
+            recordObserver = state_->recordObserver;
+        }
         if (std::exchange(state_->isFrameChanged, false)) {
-            observer = state_->frameObserver;
+            frameObserver = state_->frameObserver;
+        }
+        if (std::exchange(state_->areNotificationsChanged, false)) {
+            notificationObserver = state_->notificationObserver;
         }
     }
-    if (observer) {
-        observer();
+    for (const auto& observer : {recordObserver, frameObserver, notificationObserver}) {
+        if (observer) {
+            observer();
+        }
     }
 }
 
@@ -106,6 +150,7 @@ void SimulatedGlasses::end(const std::optional<BluetoothError>& error, const Cha
         if (link) {
             state.subscriptions.clear();
             state.firmware.disconnected();
+            state.reader.end();
         }
         if (change) {
             change(state);
@@ -288,6 +333,22 @@ void SimulatedGlasses::bond() {
     perform([](State& state) { state.isBonded = true; });
 }
 
+void SimulatedGlasses::notificationsOffered(bool isOffered) {
+    perform([&](State& state) { isOffered ? state.reader.begin() : state.reader.end(); });
+}
+
+void SimulatedGlasses::notificationSourceChanged(ByteView value) {
+    perform([&](State& state) { state.reader.receiveEvent(value); });
+}
+
+void SimulatedGlasses::notificationDataChanged(ByteView value) {
+    perform([&](State& state) { state.reader.receiveData(value); });
+}
+
+void SimulatedGlasses::controlPointAnswered(bool isAccepted) {
+    perform([&](State& state) { state.reader.written(isAccepted); });
+}
+
 void SimulatedGlasses::countLostWrite() {
     perform([](State& state) { ++state.counters.lostWrites; });
 }
@@ -342,6 +403,16 @@ void SimulatedGlasses::setFrameObserver(std::function<void()> observer) {
     state_->frameObserver = std::move(observer);
 }
 
+void SimulatedGlasses::setNotificationObserver(std::function<void()> observer) {
+    const std::lock_guard lock(mutex_);
+    state_->notificationObserver = std::move(observer);
+}
+
+void SimulatedGlasses::setRecordObserver(std::function<void()> observer) {
+    const std::lock_guard lock(mutex_);
+    state_->recordObserver = std::move(observer);
+}
+
 // What is seen.
 
 Frame SimulatedGlasses::frame() const {
@@ -389,9 +460,19 @@ std::optional<Value> SimulatedGlasses::property(const std::string& key) const {
     return state_->firmware.property(key);
 }
 
-std::vector<ReceivedMessage> SimulatedGlasses::receivedMessages() const {
+int SimulatedGlasses::batteryLevel() const {
     const std::lock_guard lock(mutex_);
-    return state_->firmware.receivedMessages();
+    return state_->batteryLevel;
+}
+
+bool SimulatedGlasses::isCharging() const {
+    const std::lock_guard lock(mutex_);
+    return state_->isCharging;
+}
+
+std::vector<ReceivedMessage> SimulatedGlasses::receivedMessages(std::size_t seen) const {
+    const std::lock_guard lock(mutex_);
+    return state_->firmware.receivedMessages(seen);
 }
 
 std::size_t SimulatedGlasses::receivedCount() const {
@@ -399,14 +480,25 @@ std::size_t SimulatedGlasses::receivedCount() const {
     return state_->firmware.receivedCount();
 }
 
-std::vector<CommandError> SimulatedGlasses::errors() const {
+std::vector<CommandError> SimulatedGlasses::errors(std::size_t seen) const {
     const std::lock_guard lock(mutex_);
-    return state_->firmware.errors();
+    return state_->firmware.errors(seen);
 }
 
 std::size_t SimulatedGlasses::errorCount() const {
     const std::lock_guard lock(mutex_);
     return state_->firmware.errorCount();
+}
+
+std::vector<HostNotification> SimulatedGlasses::notifications() const {
+    const std::lock_guard lock(mutex_);
+    const auto& notifications = state_->reader.notifications();
+    return {notifications.begin(), notifications.end()};
+}
+
+std::size_t SimulatedGlasses::notificationErrorCount() const {
+    const std::lock_guard lock(mutex_);
+    return state_->reader.errorCount();
 }
 
 bool SimulatedGlasses::isConnected() const {

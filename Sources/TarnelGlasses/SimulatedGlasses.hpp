@@ -2,6 +2,7 @@
 
 #include <TarnelGlasses/Firmware.hpp>
 #include <TarnelGlasses/GattTrace.hpp>
+#include <TarnelGlasses/NotificationReader.hpp>
 #include <TarnelGlasses/Radio.hpp>
 
 #include <cstddef>
@@ -42,6 +43,9 @@ public:
     void requestTime();
     void takeControl(std::string application);
     void displayTimeout();
+    /// Answers one of the host's notifications, where it can be answered so.
+    void openNotification(std::uint32_t uid);
+    void clearNotification(std::uint32_t uid);
     void setBattery(int level, bool charging);
     /// Sends message bytes as they are, cut into chunks.
     void send(Bytes message);
@@ -90,10 +94,17 @@ public:
     std::optional<std::string> time() const;
     std::optional<std::string> clock() const;
     std::optional<Value> property(const std::string& key) const;
-    std::vector<ReceivedMessage> receivedMessages() const;
+    int batteryLevel() const;
+    bool isCharging() const;
+    /// Those that are kept, without the first `seen` of all; so are the errors.
+    std::vector<ReceivedMessage> receivedMessages(std::size_t seen = 0) const;
     std::size_t receivedCount() const;
-    std::vector<CommandError> errors() const;
+    std::vector<CommandError> errors(std::size_t seen = 0) const;
     std::size_t errorCount() const;
+    /// The host's notifications that the glasses have read, oldest first; empty while the host shares none with them.
+    std::vector<HostNotification> notifications() const;
+    /// What went wrong in reading them.
+    std::size_t notificationErrorCount() const;
     bool isConnected() const;
     bool isBonded() const;
     bool isAdvertising() const;
@@ -115,6 +126,10 @@ public:
     void setTrace(GattTraceObserver observer);
     /// Called when the visible frame may be another; not for what moves.
     void setFrameObserver(std::function<void()> observer);
+    /// Called when `notifications` is another.
+    void setNotificationObserver(std::function<void()> observer);
+    /// Called when a message was received or an error answered.
+    void setRecordObserver(std::function<void()> observer);
 
     // What the host at the other end of the air meets, on the radio's queue.
 
@@ -126,6 +141,10 @@ public:
         virtual void closed(const platform::BluetoothError& error) = 0;
         virtual void servicesChanged() = 0;
         virtual void nameChanged(const std::string& name) = 0;
+        /// The glasses subscribed to the host's notifications.
+        virtual void notificationsWanted() {}
+        /// The glasses wrote to the control point of the host's notifications.
+        virtual void controlPointWritten(ByteView /*value*/) {}
     };
 
     struct AttResult {
@@ -147,6 +166,13 @@ public:
     AttResult write(const UUID& characteristic, ByteView value, platform::WriteType type);
     AttResult subscribe(const UUID& characteristic, bool enabled);
     void bond();
+    /// The host has its notification service for these glasses, or has it no longer.
+    void notificationsOffered(bool isOffered);
+    /// The host notified a value of its notification source or its data source, or answered a write to its control
+    /// point.
+    void notificationSourceChanged(ByteView value);
+    void notificationDataChanged(ByteView value);
+    void controlPointAnswered(bool isAccepted);
     /// A write without response found no room in the host's buffer.
     void countLostWrite();
 
@@ -164,6 +190,8 @@ private:
     void postChange(Change change);
     void perform(const Change& change);
     Firmware::Output firmwareOutput();
+    NotificationReader::Output readerOutput();
+    void sendToHost(std::size_t attLength, std::function<void(Host&)> arrived);
 
     void notify(State& state, const UUID& characteristic, Bytes value);
     void arriveAtHost(const UUID& characteristic, ByteView value);

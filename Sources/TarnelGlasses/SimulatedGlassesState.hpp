@@ -14,11 +14,12 @@ namespace tarnel::glasses {
 struct SimulatedGlasses::State {
     static constexpr std::uint8_t chargingBit = 2; ///< of the power state
 
-    State(const Options& options, Firmware::Output output)
-        : firmware(options, std::move(output)), mode(options.advertisingMode), name(options.name),
-          batteryLevel(options.batteryLevel), isCharging(options.isCharging) {}
+    State(const Options& options, Firmware::Output output, NotificationReader::Output readerOutput)
+        : firmware(options, std::move(output)), reader(std::move(readerOutput)), mode(options.advertisingMode),
+          name(options.name), batteryLevel(options.batteryLevel), isCharging(options.isCharging) {}
 
     Firmware firmware;
+    NotificationReader reader;
     AdvertisingMode mode;
     std::optional<platform::AdvertisementData> advertisement; ///< in place of the mode's own
     std::string name;
@@ -44,7 +45,10 @@ struct SimulatedGlasses::State {
     Counters counters;
     GattTraceObserver trace;
     std::function<void()> frameObserver;
+    std::function<void()> recordObserver;
     bool isFrameChanged = false;
+    std::function<void()> notificationObserver;
+    bool areNotificationsChanged = false;
 
     Bytes batteryPowerState() const {
         return {static_cast<std::uint8_t>(batteryLevel), isCharging ? chargingBit : std::uint8_t{0}};

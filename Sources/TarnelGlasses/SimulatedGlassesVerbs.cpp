@@ -30,6 +30,14 @@ void SimulatedGlasses::displayTimeout() {
     postChange([](State& state) { state.firmware.displayTimeout(); });
 }
 
+void SimulatedGlasses::openNotification(std::uint32_t uid) {
+    postChange([uid](State& state) { state.reader.open(uid); });
+}
+
+void SimulatedGlasses::clearNotification(std::uint32_t uid) {
+    postChange([uid](State& state) { state.reader.clear(uid); });
+}
+
 void SimulatedGlasses::setBattery(int level, bool charging) {
     precondition(level >= 0 && level <= 100, "a battery level lies in 0...100");
     post([level, charging](SimulatedGlasses& self) {

@@ -8,8 +8,9 @@
 
 namespace tarnel::glasses {
 
-std::shared_ptr<SimulatedHost> SimulatedHost::make(std::shared_ptr<Radio> radio) {
-    auto host = std::make_shared<SimulatedHost>(std::move(radio));
+std::shared_ptr<SimulatedHost> SimulatedHost::make(std::shared_ptr<Radio> radio,
+                                                   std::shared_ptr<ancs::NotificationProvider> notifications) {
+    auto host = std::make_shared<SimulatedHost>(std::move(radio), std::move(notifications));
     host->radio_->queue().async([weak = std::weak_ptr(host)] {
         if (const auto self = weak.lock()) {
             self->radio_->addListener(self);
@@ -105,7 +106,9 @@ void SimulatedHost::setAncsAuthorized(const UUID& device, bool authorized) {
     if (!isConnected(device)) {
         return;
     }
-    for (const auto& user : devices_[device].connection->users()) {
+    const auto connection = devices_[device].connection;
+    connection->shareNotifications(notifications_, authorized);
+    for (const auto& user : connection->users()) {
         user->ancsAuthorizationChanged();
     }
 }
@@ -276,6 +279,9 @@ void SimulatedHost::finishConnection(const std::shared_ptr<SimulatedGlasses>& gl
     for (const auto& peripheral : std::exchange(device.pending, {})) {
         device.connection->addUser(peripheral);
         peripheral->attached(device.connection);
+    }
+    if (directory_->isAncsAuthorized(identifier)) {
+        device.connection->shareNotifications(notifications_, true);
     }
 }
 

@@ -19,8 +19,10 @@ class SimulatedPeripheral;
 /// centrals. Everything but `directory` and `radio` is used on that queue.
 class SimulatedHost : public Radio::Listener, public std::enable_shared_from_this<SimulatedHost> {
 public:
-    static std::shared_ptr<SimulatedHost> make(std::shared_ptr<Radio> radio);
-    explicit SimulatedHost(std::shared_ptr<Radio> radio) : radio_(std::move(radio)) {}
+    static std::shared_ptr<SimulatedHost> make(std::shared_ptr<Radio> radio,
+                                               std::shared_ptr<ancs::NotificationProvider> notifications);
+    SimulatedHost(std::shared_ptr<Radio> radio, std::shared_ptr<ancs::NotificationProvider> notifications)
+        : radio_(std::move(radio)), notifications_(std::move(notifications)) {}
 
     HostDirectory& directory() const { return *directory_; }
     const std::shared_ptr<HostDirectory>& directoryPointer() const { return directory_; }
@@ -67,6 +69,7 @@ private:
     void after(platform::Duration delay, std::function<void(SimulatedHost&)> step);
 
     const std::shared_ptr<Radio> radio_;
+    const std::shared_ptr<ancs::NotificationProvider> notifications_; ///< may be null
     const std::shared_ptr<HostDirectory> directory_ = std::make_shared<HostDirectory>();
     std::vector<std::weak_ptr<SimulatedCentral>> centrals_;
     std::map<UUID, Device> devices_;

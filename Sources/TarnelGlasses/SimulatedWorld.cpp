@@ -20,7 +20,10 @@ SimulatedWorld::SimulatedWorld(const WorldOptions& options)
               return running ? running->now() : platform::Duration::max();
           },
           options.link)),
-      bluetooth_(SimulatedBluetooth::make(radio_)) {
+      notificationProvider_(ancs::NotificationProvider::make(radio_->queuePointer())),
+      sharedNotifications_(ancs::OwnNotifications::make(userNotifications_, notificationProvider_, application_,
+                                                        std::make_shared<SimulatedClock>(scheduler_))),
+      bluetooth_(SimulatedBluetooth::make(radio_, notificationProvider_)) {
     bluetooth_->setState(options.bluetooth);
     install();
 }

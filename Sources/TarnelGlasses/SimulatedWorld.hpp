@@ -3,6 +3,8 @@
 #include <TarnelGlasses/Radio.hpp>
 #include <TarnelGlasses/SimulatedBluetooth.hpp>
 #include <TarnelGlasses/SimulatedGlasses.hpp>
+#include <TarnelSDK/ancs/NotificationProvider.hpp>
+#include <TarnelSDK/ancs/OwnNotifications.hpp>
 #include <TarnelSDK/platform/Platform.hpp>
 #include <TarnelSDK/schedulers/MemoryUserDefaults.hpp>
 #include <TarnelSDK/schedulers/MemoryUserNotifications.hpp>
@@ -43,7 +45,10 @@ public:
     SimulatedBluetooth& bluetooth() { return *bluetooth_; }
     MemoryUserDefaults& userDefaults() { return *userDefaults_; }
     SettableApplication& application() { return *application_; }
+    /// The application's notifications, which glasses can read that `bluetooth().setAncsAuthorized` allows to.
     MemoryUserNotifications& userNotifications() { return *userNotifications_; }
+    /// To share others than the application's.
+    ancs::NotificationProvider& notificationProvider() { return *notificationProvider_; }
     SimulatedRandom& random() { return *random_; }
 
     /// One more pair of glasses within range.
@@ -70,6 +75,8 @@ private:
     std::shared_ptr<SettableApplication> application_;
     std::shared_ptr<MemoryUserNotifications> userNotifications_;
     std::shared_ptr<Radio> radio_;
+    std::shared_ptr<ancs::NotificationProvider> notificationProvider_;
+    std::shared_ptr<ancs::OwnNotifications> sharedNotifications_;
     std::shared_ptr<SimulatedBluetooth> bluetooth_;
 };
 

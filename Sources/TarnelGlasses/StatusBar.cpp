@@ -1,5 +1,6 @@
 #include <TarnelGlasses/StatusBar.hpp>
 
+#include <algorithm>
 #include <array>
 
 namespace tarnel::glasses {
@@ -14,6 +15,7 @@ constexpr int stroke = 3;
 constexpr int digitGap = 6;
 constexpr int colonWidth = 4;
 constexpr int batteryWidth = 44;
+constexpr int letterWidth = 32;
 
 /// A rectangle within a character, from its top left corner.
 struct Part {
@@ -74,6 +76,32 @@ void drawCross(Frame& frame, int x) {
     fill(frame, x, top, {5, middle - 5, 5 + stroke, middle + stroke + 5});
 }
 
+void drawLetter(Frame& frame, int x) {
+    constexpr int line = 2;
+    fill(frame, x, top, {0, 2, letterWidth, 2 + line});
+    fill(frame, x, top, {0, digitHeight - 2 - line, letterWidth, digitHeight - 2});
+    fill(frame, x, top, {0, 2, line, digitHeight - 2});
+    fill(frame, x, top, {letterWidth - line, 2, letterWidth, digitHeight - 2});
+    for (int step = 0; step < letterWidth / 2; ++step) {
+        const int y = 2 + step * 2 / 3;
+        fill(frame, x, top, {step, y, step + 1, y + line});
+        fill(frame, x, top, {letterWidth - 1 - step, y, letterWidth - step, y + line});
+    }
+}
+
+void drawNotifications(Frame& frame, std::size_t count) {
+    constexpr std::size_t most = 99;
+    const auto text = std::to_string(std::min(count, most));
+    const int width = letterWidth + static_cast<int>(text.size()) * (digitGap + digitWidth);
+    int x = (Frame::width - width) / 2;
+    drawLetter(frame, x);
+    x += letterWidth + digitGap;
+    for (const char digit : text) {
+        drawDigit(frame, x, digit);
+        x += digitWidth + digitGap;
+    }
+}
+
 } // namespace
 
 void StatusBar::draw(Frame& frame) const {
@@ -92,6 +120,9 @@ void StatusBar::draw(Frame& frame) const {
     drawBattery(frame, battery, batteryLevel);
     if (isCharging) {
         drawCross(frame, battery - digitGap - digitWidth);
+    }
+    if (notifications > 0) {
+        drawNotifications(frame, notifications);
     }
 }
 

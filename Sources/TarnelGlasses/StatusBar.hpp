@@ -2,6 +2,7 @@
 
 #include <TarnelGlasses/Frame.hpp>
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -15,8 +16,10 @@ struct StatusBar {
     std::optional<std::string> time; ///< "yyyyMMddTHHmmss"; dashes are shown without
     int batteryLevel = 0;            ///< percent, 0 to 100
     bool isCharging = false;
+    std::size_t notifications = 0; ///< of the host
 
-    /// Draws hours and minutes at the left, the battery at the right, and a cross beside it when it charges.
+    /// Draws hours and minutes at the left, the battery at the right, and a cross beside it when it charges. In the
+    /// middle stands a letter with the number of notifications, at most 99, when there are some.
     void draw(Frame& frame) const;
 };
 

@@ -1,4 +1,5 @@
 #include <TarnelLinux/LinuxApplication.hpp>
+#include <TarnelSDK/platform/Platform.hpp>
 
 #include <utility>
 
@@ -24,5 +25,14 @@ LinuxApplication::LinuxApplication(std::optional<std::string> identifier,
     : identifier_(std::move(identifier)), documentDirectory_(documentsFolder(environment)),
       resourceDirectory_(std::move(resourceDirectory)),
       locale_(locale ? std::move(*locale) : messagesLocale(environment)) {}
+
+void LinuxApplication::setState(platform::ApplicationState state) {
+    using platform::ApplicationState;
+    if (state_ == ApplicationState::active && state != ApplicationState::active && platform::Platform::isInstalled() &&
+        platform::Platform::current().services().application.get() == this) {
+        platform::Platform::current().notificationCenter().post({willResignActive, nullptr, {}});
+    }
+    state_ = state;
+}
 
 } // namespace tarnel

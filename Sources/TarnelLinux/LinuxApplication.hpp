@@ -23,7 +23,8 @@ public:
 
     /// `active` unless the application says otherwise.
     platform::ApplicationState state() const override { return state_; }
-    void setState(platform::ApplicationState state) { state_ = state; }
+    /// Posts `willResignActive` first where it leaves `active` and is the installed platform's application.
+    void setState(platform::ApplicationState state);
 
     std::optional<std::filesystem::path> documentDirectory() const override { return documentDirectory_; }
     std::optional<std::filesystem::path> resourceDirectory() const override { return resourceDirectory_; }

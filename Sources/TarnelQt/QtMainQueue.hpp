@@ -1,8 +1,7 @@
 #pragma once
 
+#include <TarnelQt/QtWake.hpp>
 #include <TarnelSDK/schedulers/ThreadScheduler.hpp>
-
-#include <memory>
 
 namespace tarnel {
 
@@ -21,11 +20,8 @@ public:
     QtMainQueue& operator=(const QtMainQueue&) = delete;
 
 private:
-    class Receiver;
-    struct Target;
     ThreadScheduler& scheduler_;
-    const std::shared_ptr<Target> target_;
-    const std::unique_ptr<Receiver> receiver_;
+    const QtWake wake_;
 };
 
 } // namespace tarnel

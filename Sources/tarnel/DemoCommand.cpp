@@ -9,6 +9,7 @@
 #include "Resources.hpp"
 #include "Shown.hpp"
 #include "Simulation.hpp"
+#include "Window.hpp"
 
 #include <TarnelSDK/display/Canvas.hpp>
 #include <TarnelSDK/glyphs/Font.hpp>
@@ -31,6 +32,7 @@ struct DemoOptions {
     std::optional<std::string> animation; ///< animated picture file to write
     double seconds = 6;                   ///< length of the animated picture
     bool asJSON = false;
+    bool inWindow = false;
     SurroundingsOptions surroundings;
 };
 
@@ -179,13 +181,20 @@ void demo(const DemoOptions& options) {
                           .asJSON = options.asJSON,
                           .animation = options.animation,
                           .isSimulated = options.surroundings.isSimulated};
-    if (outputs.isSimulated && !options.frame && !options.animation && !options.surroundings.trace) {
-        throw UsageError(
-            "give --frame FILE, --animation FILE or --trace FILE: simulated glasses are seen in no other way");
+    if (outputs.isSimulated && !options.frame && !options.animation && !options.surroundings.trace &&
+        !options.inWindow) {
+        throw UsageError("give --window, --frame FILE, --animation FILE or --trace FILE: simulated glasses are seen in "
+                         "no other way");
+    }
+    if (options.inWindow && !outputs.isSimulated) {
+        throw UsageError("--window is for --simulated: what real glasses show cannot be read back");
     }
     requireUsable(outputs);
     if (!std::isfinite(options.seconds)) {
         throw UsageError("--seconds takes a number of 0.1 to 60");
+    }
+    if (options.inWindow) {
+        requireWindow();
     }
     reserveStandardOutput();
     const auto frame = options.frame ? std::optional<OutputFile>(*options.frame) : std::nullopt;
@@ -205,6 +214,9 @@ void demo(const DemoOptions& options) {
         animation->store(gifOf(record(*simulation, options.seconds)));
     }
     writeSummary(report(options, transferred, outputs), outputs);
+    if (auto* simulation = surroundings->simulation(); simulation && options.inWindow) {
+        showWindow(*simulation);
+    }
     surroundings->linger();
 }
 
@@ -214,6 +226,7 @@ void addDemo(CLI::App& app, Action& action) {
     auto options = std::make_shared<DemoOptions>();
     auto* command = app.add_subcommand("demo", "Show a scene of all that the display can");
     command->formatter(usage("Usage: tarnel demo [PICTURE]\n"
+                             "       tarnel demo [PICTURE] --simulated --window\n"
                              "       tarnel demo [PICTURE] --simulated --frame OUT.png --animation OUT.gif"));
     command->add_option("PICTURE", options->picture, "A PNG or JPEG file in place of the photograph that comes along")
         ->type_name("");
@@ -224,6 +237,7 @@ void addDemo(CLI::App& app, Action& action) {
     command->add_option("--seconds", options->seconds, "Length of the animated picture, 0.1 to 60 (default 6)")
         ->type_name("N")
         ->check(CLI::Range(0.1, 60.0).description(""));
+    command->add_flag("--window", options->inWindow, "Show the simulated glasses in a window, until it is closed");
     command->add_flag("--json", options->asJSON, "Describe the transfer in JSON");
     addSurroundings(command, {options, &options->surroundings}, Uses::aDisplay);
     command->callback([options, &action] { action = [options] { demo(*options); }; });

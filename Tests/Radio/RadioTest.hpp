@@ -36,6 +36,7 @@ protected:
             own.insert(own.end(), {"--controller", std::to_string(i + 1)});
             glasses.push_back(std::make_unique<Glasses>(own));
             glasses.back()->tell("advertise normal");
+            ASSERT_TRUE(eventually([&] { return glasses.back()->describe().isSettled; }));
         }
         stack->startDaemon();
         ASSERT_TRUE(stack->awaitAdapter("hci0"));

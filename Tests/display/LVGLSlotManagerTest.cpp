@@ -29,7 +29,7 @@ TEST_F(LVGLSlotManagerTest, StartsWithSevenLabelsThreeImagesAndOneAnimationAllEm
     EXPECT_EQ(manager.imageSlots.size(), 3u);
     EXPECT_EQ(manager.animationSlots.size(), 1u);
     for (const auto type : {LVGLType::text, LVGLType::image, LVGLType::animation}) {
-        for (int id = 0; id < static_cast<int>(manager.slots(type).size()); ++id) {
+        for (int id = 0; id < static_cast<int>(manager.slotsOf(type).size()); ++id) {
             EXPECT_EQ(manager.getLVGLObject(type, id), nullptr);
             EXPECT_EQ(manager.getMetrics(type, id), std::nullopt);
         }
@@ -185,7 +185,7 @@ TEST_F(LVGLSlotManagerTest, KeepsTheKindsApartAndTakesAnyOtherForLabels) {
     addText("text");
     EXPECT_EQ(addImage(), 0);
     EXPECT_EQ(manager.getLVGLObject(LVGLType::animation, 0), nullptr);
-    EXPECT_EQ(&manager.slots(static_cast<LVGLType>(17)), &manager.textSlots);
+    EXPECT_EQ(&manager.slotsOf(static_cast<LVGLType>(17)), &manager.textSlots);
 }
 
 TEST_F(LVGLSlotManagerDeathTest, StopsAtAnIdThatNoSlotHas) {

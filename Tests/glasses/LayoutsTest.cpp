@@ -310,8 +310,26 @@ TEST(StatusBar, fillsTheBatteryByItsLevelAndCrossesItWhenItCharges) {
     EXPECT_EQ(bar("20260101T111100", 50, false).at(562, 26), 0);
 }
 
+Frame barWith(std::size_t notifications) {
+    Frame frame;
+    StatusBar{.time = "20260101T085800", .batteryLevel = 100, .isCharging = true, .notifications = notifications}.draw(
+        frame);
+    return frame;
+}
+
+TEST(StatusBar, countsNotificationsBesideALetterInTheMiddle) {
+    EXPECT_EQ(barWith(0), bar("20260101T085800", 100, true));
+    // With one digit, the letter begins at 294 and the digit at 332; with two, at 284, 322 and 342.
+    EXPECT_EQ(barWith(3).at(294, 26), StatusBar::level);
+    EXPECT_EQ(barWith(0).at(294, 26), 0);
+    EXPECT_EQ(strokes(barWith(3), 332), "1011011");
+    EXPECT_EQ(strokes(barWith(42), 322), "0111010");
+    EXPECT_EQ(strokes(barWith(42), 342), "1011101");
+    EXPECT_EQ(barWith(100), barWith(99));
+}
+
 TEST(StatusBar, staysWithinItsRows) {
-    auto frame = bar("20260101T085800", 100, true);
+    auto frame = barWith(88);
     frame.fill(0, 0, 640, StatusBar::height, 0);
     EXPECT_TRUE(frame.isDark());
 }

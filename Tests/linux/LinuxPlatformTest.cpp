@@ -1,3 +1,4 @@
+#include <TarnelLinux/LinuxApplication.hpp>
 #include <TarnelLinux/LinuxPlatform.hpp>
 #include <TarnelLinux/SystemClock.hpp>
 #include <TarnelLinux/SystemRandom.hpp>
@@ -125,6 +126,26 @@ TEST(LinuxPlatform, showsNotificationsOnTheDesktopOrSaysWhyNot) {
         });
     linuxPlatform.scheduler().runMain();
     EXPECT_EQ(result, "The notification cannot be shown: no session bus runs.");
+}
+
+TEST(LinuxPlatform, tellsOnceThatTheApplicationIsAboutToLeaveTheFront) {
+    const test::TemporaryFolder folder;
+    const Variable configuration("XDG_CONFIG_HOME", folder.path().string());
+    LinuxPlatform linuxPlatform({.identifier = "org.example.reader", .bluetooth = std::make_shared<NoBluetooth>()});
+    auto& application = linuxPlatform.application();
+    int posts = 0;
+    const auto observation =
+        platform::Platform::current().notificationCenter().observe(platform::Application::willResignActive, [&](auto&) {
+            EXPECT_EQ(application.state(), platform::ApplicationState::active);
+            ++posts;
+        });
+    application.setState(platform::ApplicationState::inactive);
+    application.setState(platform::ApplicationState::background);
+    EXPECT_EQ(posts, 1);
+    application.setState(platform::ApplicationState::active);
+    EXPECT_EQ(posts, 1);
+    application.setState(platform::ApplicationState::background);
+    EXPECT_EQ(posts, 2);
 }
 
 TEST(LinuxPlatform, leavesNoFileOpen) {

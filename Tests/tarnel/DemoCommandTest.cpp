@@ -109,6 +109,27 @@ TEST_F(DemoCommand, TakesAnotherPicture) {
     EXPECT_NE(levelsOfFrame(folder / "other.png"), levels);
 }
 
+TEST_F(DemoCommand, OpensAWindowOrSaysWhyNot) {
+    const auto real = runTarnel({"demo", "--window"});
+    EXPECT_EQ(real.status, 2);
+    EXPECT_THAT(real.error, HasSubstr("--window is for --simulated"));
+    const std::vector<std::string> nowhere{
+        "/usr/bin/env",    "-u",           "DISPLAY", "-u",          "WAYLAND_DISPLAY", "-u",
+        "QT_QPA_PLATFORM", TARNEL_COMMAND, "demo",    "--simulated", "--window"};
+    const auto none = runCommand(nowhere);
+    EXPECT_EQ(none.status, 1);
+    EXPECT_THAT(none.error, HasSubstr("--frame writes what"));
+}
+
+#ifdef TARNEL_HAS_WINDOWS
+TEST_F(DemoCommand, ShowsTheSceneInAWindowUntilItIsClosed) {
+    Process process({"/usr/bin/env", "QT_QPA_PLATFORM=offscreen", TARNEL_COMMAND, "demo", "--simulated", "--window"});
+    const auto line = process.readLine();
+    ASSERT_TRUE(line);
+    EXPECT_THAT(*line, HasSubstr("Shown:"));
+}
+#endif
+
 TEST_F(DemoCommand, SaysWhatIsWrongWithItsArguments) {
     const auto nothing = runTarnel({"demo", "--simulated"});
     EXPECT_EQ(nothing.status, 2);

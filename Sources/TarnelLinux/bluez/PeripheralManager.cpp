@@ -86,6 +86,13 @@ void PeripheralManager::setServices(std::vector<LocalService> services) {
     });
 }
 
+void PeripheralManager::renewServices() {
+    post([](PeripheralManager& self) {
+        self.withdrawServices();
+        self.update();
+    });
+}
+
 void PeripheralManager::setAdvertisement(std::optional<platform::AdvertisementData> advertisement) {
     post([advertisement = std::move(advertisement)](PeripheralManager& self) {
         self.withdrawAdvertisement();

@@ -205,6 +205,9 @@ void Session::discoverCharacteristics(const ServicePointer& service) {
             return characteristic->canWriteWithoutResponse;
         });
         const auto answer = [this, service, made] { answerCharacteristics(service, made); };
+        if (acquired_.empty()) {
+            setMaximumLength(mtuBelow(found->second));
+        }
         if (writable == made.end() || !acquired_.empty()) {
             return answer();
         }
@@ -447,19 +450,29 @@ void Session::acquire(const std::string& path, const Step& then) {
         });
 }
 
+/// As the characteristics of the service at `path` have it; 0 when the daemon does not say.
+std::uint16_t Session::mtuBelow(const std::string& path) const {
+    std::uint16_t mtu = 0;
+    for (const auto& child : childrenOf(path, gattCharacteristicInterface)) {
+        const Properties* properties = host_.bus().properties(child, gattCharacteristicInterface);
+        mtu = std::max(mtu, valueOf<std::uint16_t>(*properties, "MTU").value_or(0));
+    }
+    return mtu;
+}
+
+void Session::setMaximumLength(std::uint16_t mtu) {
+    constexpr std::size_t header = 3;
+    peripheral_.setMaximumLength(
+        std::clamp<std::size_t>(mtu > header ? mtu - header : 0, leastValueLength, greatestValueLength));
+}
+
 void Session::acquired(const std::string& path, sdbus::MethodReply* reply) {
     isRefused_ = reply == nullptr;
     std::uint16_t mtu = 0;
     sdbus::UnixFd socket;
     if (reply) {
         *reply >> socket >> mtu;
-    } else if (const Properties* properties = host_.bus().properties(path, gattCharacteristicInterface)) {
-        mtu = valueOf<std::uint16_t>(*properties, "MTU").value_or(0);
-    }
-    constexpr std::size_t header = 3;
-    peripheral_.setMaximumLength(
-        std::clamp<std::size_t>(mtu > header ? mtu - header : 0, leastValueLength, greatestValueLength));
-    if (reply) {
+        setMaximumLength(mtu);
         writer_.open(::fcntl(socket.get(), F_DUPFD_CLOEXEC, 0));
         return;
     }

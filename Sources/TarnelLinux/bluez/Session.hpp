@@ -71,6 +71,8 @@ private:
     void answerCharacteristics(const platform::ServicePointer& service,
                                const std::vector<platform::CharacteristicPointer>& characteristics);
 
+    std::uint16_t mtuBelow(const std::string& path) const;
+    void setMaximumLength(std::uint16_t mtu);
     void acquire(const std::string& path, const Step& then);
     void acquired(const std::string& path, sdbus::MethodReply* reply);
     void reacquire();

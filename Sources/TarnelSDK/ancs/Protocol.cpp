@@ -175,8 +175,9 @@ Bytes encodeNotificationAttributes(std::uint32_t uid, std::span<const AttributeT
 }
 
 Bytes encodeAppAttributes(std::string_view appIdentifier, std::span<const AttributeText> attributes) {
-    Bytes bytes{static_cast<std::uint8_t>(CommandID::getAppAttributes)};
-    bytes.insert(bytes.end(), appIdentifier.begin(), appIdentifier.end());
+    Bytes bytes(1 + appIdentifier.size());
+    bytes.front() = static_cast<std::uint8_t>(CommandID::getAppAttributes);
+    std::copy(appIdentifier.begin(), appIdentifier.end(), bytes.begin() + 1);
     bytes.push_back(0);
     append(bytes, attributes);
     return bytes;

@@ -75,7 +75,7 @@ int LVGLSlotManager::getTextSlot(const std::string& text, const TextArguments& a
 }
 
 void LVGLSlotManager::removeSlot(LVGLType type, int id) {
-    auto& table = slots(type);
+    auto& table = slotsOf(type);
     table[indexOf(table, id)].reset();
 }
 
@@ -99,22 +99,22 @@ void LVGLSlotManager::setText(int id, std::string text) {
 }
 
 LVGLSlotManager::LVGLObject* LVGLSlotManager::getLVGLObject(LVGLType type, int id) {
-    auto& table = slots(type);
+    auto& table = slotsOf(type);
     auto& slot = table[indexOf(table, id)];
     return slot ? &*slot : nullptr;
 }
 
 const LVGLSlotManager::LVGLObject* LVGLSlotManager::getLVGLObject(LVGLType type, int id) const {
-    const auto& table = slots(type);
+    const auto& table = slotsOf(type);
     const auto& slot = table[indexOf(table, id)];
     return slot ? &*slot : nullptr;
 }
 
-LVGLSlotManager::Slots& LVGLSlotManager::slots(LVGLType type) {
+LVGLSlotManager::Slots& LVGLSlotManager::slotsOf(LVGLType type) {
     return tableOf(*this, type);
 }
 
-const LVGLSlotManager::Slots& LVGLSlotManager::slots(LVGLType type) const {
+const LVGLSlotManager::Slots& LVGLSlotManager::slotsOf(LVGLType type) const {
     return tableOf(*this, type);
 }
 

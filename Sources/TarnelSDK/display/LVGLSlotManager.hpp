@@ -90,8 +90,8 @@ public:
     const LVGLObject* getLVGLObject(LVGLType type, int id) const;
 
     /// The table that holds objects of that type.
-    Slots& slots(LVGLType type);
-    const Slots& slots(LVGLType type) const;
+    Slots& slotsOf(LVGLType type);
+    const Slots& slotsOf(LVGLType type) const;
 };
 
 } // namespace tarnel

@@ -30,6 +30,8 @@ public:
 
     /// Advertises in this mode, with its services, or falls silent.
     virtual void advertise(std::optional<glasses::AdvertisingMode> mode) = 0;
+    /// What was asked for has been done.
+    virtual bool isSettled() const = 0;
     virtual void notify(const UUID& characteristic, ByteView value) = 0;
     /// Ends the connection; `isLost` as if the other side were out of reach.
     virtual void drop(bool isLost) = 0;

@@ -7,8 +7,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <cstdio>
 #include <iterator>
+#include <string>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 namespace tarnel::radio {
@@ -24,6 +28,8 @@ constexpr std::uint16_t reset = 0x0c03;
 constexpr std::uint16_t setLowEnergyEventMask = 0x2001;
 constexpr std::uint16_t readBufferSize = 0x2002;
 constexpr std::uint16_t longTermKeyRequestNegativeReply = 0x201b;
+constexpr std::uint16_t setRandomAddress = 0x2005;
+constexpr std::uint16_t setAdvertisingSetRandomAddress = 0x2035;
 constexpr std::uint16_t setAdvertisingParameters = 0x2036;
 constexpr std::uint16_t setAdvertisingData = 0x2037;
 constexpr std::uint16_t setScanResponseData = 0x2038;
@@ -67,23 +73,34 @@ Bytes advertisingBytes(const Bytes& data) {
     return parameters;
 }
 
+/// The kernel has a controller that has just been plugged in for itself for a while.
+int openController(std::uint16_t index) {
+    const HciAddress address{AF_BLUETOOTH, index, userChannel};
+    const int socket = ::socket(AF_BLUETOOTH, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, hciProtocol);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    // The kernel declares the address its own way.
+    while (::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
+        const int error = errno;
+        if (error != EBUSY || std::chrono::steady_clock::now() > end) {
+            ::close(socket);
+            throw std::system_error(error, std::generic_category(), "the controller hci" + std::to_string(index));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return socket;
+}
+
 } // namespace
 
-Controller::Controller(bluez::EventLoop& loop, std::uint16_t index, Callbacks callbacks)
-    : loop_(loop), callbacks_(std::move(callbacks)),
-      socket_(::socket(AF_BLUETOOTH, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, hciProtocol)) {
-    const HciAddress address{AF_BLUETOOTH, index, userChannel};
-    // The kernel declares the address its own way.
-    if (socket_ < 0 || ::bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
-        const int error = errno;
-        ::close(socket_);
-        throw std::system_error(error, std::generic_category(), "the controller hci" + std::to_string(index));
-    }
+Controller::Controller(bluez::EventLoop& loop, std::uint16_t index, Bytes randomAddress, Callbacks callbacks)
+    : loop_(loop), randomAddress_(std::move(randomAddress)), callbacks_(std::move(callbacks)),
+      socket_(openController(index)) {
     loop_.watch(socket_, POLLIN, [this](short) { read(); });
     start();
 }
 
 Controller::~Controller() {
+    loop_.cancel(commandTimer_);
     loop_.unwatch(socket_);
     ::close(socket_);
 }
@@ -93,6 +110,9 @@ void Controller::start() {
     command(setEventMask, Bytes(8, 0xff));
     command(setLowEnergyEventMask, {0xff, 0xff, 0x0f, 0, 0, 0, 0, 0});
     command(readBufferSize, {});
+    if (!randomAddress_.empty()) {
+        command(setRandomAddress, randomAddress_);
+    }
 }
 
 // Commands, one after the other.
@@ -109,7 +129,12 @@ void Controller::sendCommand() {
     if (!isCommandUnderWay_ && !commands_.empty()) {
         isCommandUnderWay_ = true;
         write(commands_.front());
-        commands_.pop_front();
+        // What is sent while the kernel still has the controller for itself is not answered.
+        commandTimer_ = loop_.after(std::chrono::milliseconds(500), [this] {
+            std::fprintf(stderr, "radio_glasses: a command is not answered\n");
+            isCommandUnderWay_ = false;
+            sendCommand();
+        });
     }
 }
 
@@ -120,10 +145,18 @@ void Controller::write(const Bytes& packet) {
 }
 
 void Controller::commandDone(std::uint16_t code, ByteView result) {
+    if (!isCommandUnderWay_ || wordAt(commands_.front(), 1) != code) {
+        return;
+    }
+    loop_.cancel(commandTimer_);
+    commands_.pop_front();
     constexpr std::size_t bufferResult = 4; // status, length, count
     if (code == readBufferSize && result.size() >= bufferResult && result[0] == 0 && wordAt(result, 1) > 0) {
         fragmentSize_ = wordAt(result, 1);
         credits_ = result[3];
+    }
+    if (!result.empty() && result[0] != 0) {
+        std::fprintf(stderr, "radio_glasses: command %04x: status %02x\n", code, result[0]);
     }
     isCommandUnderWay_ = false;
     sendCommand();

@@ -26,7 +26,8 @@ public:
     static constexpr std::uint8_t connectionTimeout = 0x08;
     static constexpr std::uint8_t remoteUserTerminated = 0x13;
 
-    Controller(bluez::EventLoop& loop, std::uint16_t index, Callbacks callbacks);
+    /// `randomAddress` takes the place of the controller's own: six bytes, the least first; empty for none.
+    Controller(bluez::EventLoop& loop, std::uint16_t index, Bytes randomAddress, Callbacks callbacks);
     ~Controller();
     Controller(const Controller&) = delete;
     Controller& operator=(const Controller&) = delete;
@@ -34,6 +35,8 @@ public:
     /// Connectable advertisements, from now on until a connection is taken. At most 31 bytes each.
     void advertise(const Bytes& data, const Bytes& scanResponse);
     void stopAdvertising();
+    /// It has carried out all that it was told.
+    bool isSettled() const { return commands_.empty(); }
     bool isConnected() const { return handle_ != noHandle; }
     /// `reason` is what the other side is told.
     void disconnect(std::uint8_t reason);
@@ -54,10 +57,12 @@ private:
     void receiveData(ByteView data);
 
     bluez::EventLoop& loop_;
+    const Bytes randomAddress_;
     const Callbacks callbacks_;
     int socket_ = -1;
-    std::deque<Bytes> commands_;
-    bool isCommandUnderWay_ = false;
+    std::deque<Bytes> commands_; ///< not yet answered
+    bool isCommandUnderWay_ = false; ///< the first of the commands
+    bluez::EventLoop::Timer commandTimer_ = 0;
     std::deque<Bytes> fragments_;
     std::size_t fragmentSize_ = 27;
     std::size_t credits_ = 1;

@@ -32,7 +32,7 @@ glasses::GattService genericAccess() {
 ControllerAir::ControllerAir(bluez::EventLoop& loop, const Options& options, glasses::GlassesOptions glasses,
                              AirListener listener)
     : options_(options), glasses_(std::move(glasses)), listener_(std::move(listener)),
-      controller_(loop, options.controller,
+      controller_(loop, options.controller, options.randomAddress,
                   {.connected = [this] { serve(); },
                    .disconnected = [this] { listener_.disconnected(); },
                    .received = [this](std::uint16_t channel, ByteView payload) { received(channel, payload); }}) {}

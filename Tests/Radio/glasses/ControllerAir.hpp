@@ -17,12 +17,14 @@ public:
     struct Options {
         std::uint16_t controller = 1;
         std::uint16_t mtu = 517;
+        Bytes randomAddress; ///< as the controller takes it
     };
 
     ControllerAir(bluez::EventLoop& loop, const Options& options, glasses::GlassesOptions glasses,
                   AirListener listener);
 
     void advertise(std::optional<glasses::AdvertisingMode> mode) override;
+    bool isSettled() const override { return controller_.isSettled(); }
     void notify(const UUID& characteristic, ByteView value) override;
     void drop(bool isLost) override;
 

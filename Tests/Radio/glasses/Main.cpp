@@ -88,6 +88,9 @@ int main(int count, char** values) {
     app.add_option("--controller", arguments.controller.controller, "The number of the controller, 1 for hci1");
     app.add_option("--mtu", arguments.controller.mtu, "The largest ATT MTU")->check(CLI::Range(23, 517));
     app.add_option("--protocol", arguments.glasses.protocolVersion, "The protocol version")->check(CLI::Range(1, 2));
+    app.add_flag_callback(
+        "--own-address", [&] { arguments.controller.randomAddress = {1, 0, 0, 0xee, 0xff, 0xc0}; },
+        "The static address C0:FF:EE:00:00:01 in place of the controller's");
     app.add_option("--name", arguments.glasses.name, "The name");
     CLI11_PARSE(app, count, values);
     try {

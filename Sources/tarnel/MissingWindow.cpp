@@ -1,0 +1,15 @@
+#include "Failure.hpp"
+#include "Window.hpp"
+
+namespace tarnel::command {
+
+void requireWindow() {
+    throw Failure("this tarnel was built without windows, for which it needs Qt 6.4 Widgets when it is built; --frame "
+                  "writes what the display shows");
+}
+
+void showWindow(Simulation&) {
+    requireWindow();
+}
+
+} // namespace tarnel::command
