@@ -83,7 +83,7 @@ void SimulatedGlasses::sendToHost(std::size_t attLength, std::function<void(Host
     if (!state_->link) {
         return;
     }
-    state_->link->send(AirLink::Side::glasses, attLength, [host = state_->host, arrived = std::move(arrived)] {
+    state_->link->sendToHost(attLength, [host = state_->host, arrived = std::move(arrived)] {
         if (const auto there = host.lock()) {
             arrived(*there);
         }
