@@ -33,4 +33,12 @@ BlueZBluetooth::makeCentral(std::weak_ptr<platform::BluetoothCentralDelegate> de
     return central;
 }
 
+void BlueZBluetooth::shareNotifications(std::shared_ptr<ancs::NotificationProvider> notifications) {
+    state_->host->loop().post([weak = std::weak_ptr(state_->host), notifications = std::move(notifications)]() mutable {
+        if (const auto host = weak.lock()) {
+            host->shareNotifications(std::move(notifications));
+        }
+    });
+}
+
 } // namespace tarnel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <TarnelSDK/ancs/NotificationProvider.hpp>
 #include <TarnelSDK/platform/Bluetooth.hpp>
 
 #include <functional>
@@ -39,6 +40,10 @@ public:
     std::shared_ptr<platform::BluetoothCentral> makeCentral(std::weak_ptr<platform::BluetoothCentralDelegate> delegate,
                                                             std::shared_ptr<platform::Queue> queue,
                                                             platform::CentralOptions options) override;
+
+    /// Glasses that are connected, or are to be, can read these notifications from now on, over an encrypted link.
+    /// `ancsAuthorized` tells of a peripheral whether it does. REQUIRES: called once at most.
+    void shareNotifications(std::shared_ptr<ancs::NotificationProvider> notifications);
 
 private:
     struct State;

@@ -15,19 +15,34 @@ namespace tarnel {
 LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
     : scheduler_(std::make_shared<ThreadScheduler>()),
       application_(std::make_shared<LinuxApplication>(options.identifier, std::move(options.resourceDirectory),
-                                                      processEnvironment(), std::move(options.locale))) {
+                                                      processEnvironment(), std::move(options.locale))),
+      notificationProvider_(ancs::NotificationProvider::make(scheduler_->makeSerialQueue("notifications"))) {
+    const auto clock = std::make_shared<SystemClock>();
+    if (!options.userNotifications) {
+        const auto desktop = DesktopUserNotifications::make(scheduler_->mainQueue(), application_,
+                                                            {.applicationName = options.applicationName});
+        if (options.sharesNotifications) {
+            ownNotifications_ = ancs::OwnNotifications::make(desktop, notificationProvider_, application_, clock,
+                                                             std::move(options.applicationName));
+        }
+        options.userNotifications = desktop;
+    }
+    if (!options.bluetooth) {
+        const auto bluetooth = std::make_shared<BlueZBluetooth>();
+        if (options.sharesNotifications) {
+            bluetooth->shareNotifications(notificationProvider_);
+        }
+        options.bluetooth = bluetooth;
+    }
     platform::Platform::install({
         .scheduler = scheduler_,
-        .clock = std::make_shared<SystemClock>(),
+        .clock = clock,
         .random = std::make_shared<SystemRandom>(),
         .application = application_,
         .userDefaults = std::make_shared<SQLiteUserDefaults>(configurationFolder(processEnvironment()),
                                                              std::move(options.identifier)),
-        .bluetooth = options.bluetooth ? std::move(options.bluetooth) : std::make_shared<BlueZBluetooth>(),
-        .userNotifications = options.userNotifications ? std::move(options.userNotifications)
-                                                       : DesktopUserNotifications::make(
-                                                             scheduler_->mainQueue(), application_,
-                                                             {.applicationName = std::move(options.applicationName)}),
+        .bluetooth = std::move(options.bluetooth),
+        .userNotifications = std::move(options.userNotifications),
     });
 }
 

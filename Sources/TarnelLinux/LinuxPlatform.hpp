@@ -1,5 +1,7 @@
 #pragma once
 
+#include <TarnelSDK/ancs/NotificationProvider.hpp>
+#include <TarnelSDK/ancs/OwnNotifications.hpp>
 #include <TarnelSDK/platform/Bluetooth.hpp>
 #include <TarnelSDK/platform/UserNotifications.hpp>
 #include <TarnelSDK/schedulers/ThreadScheduler.hpp>
@@ -23,6 +25,9 @@ struct LinuxPlatformOptions {
     std::string applicationName = {};
     /// Nothing: the desktop's notification service.
     std::shared_ptr<platform::UserNotifications> userNotifications = nullptr;
+    /// Glasses can read the application's notifications, where `bluetooth` and `userNotifications` are left to the
+    /// platform.
+    bool sharesNotifications = true;
     /// The user's language as a BCP 47 tag; nothing: what the environment says.
     std::optional<std::string> locale = std::nullopt;
 };
@@ -40,10 +45,14 @@ public:
 
     ThreadScheduler& scheduler() { return *scheduler_; }
     LinuxApplication& application() { return *application_; }
+    /// What glasses can read: for a Bluetooth of one's own, and to share further notifications.
+    const std::shared_ptr<ancs::NotificationProvider>& notificationProvider() const { return notificationProvider_; }
 
 private:
     const std::shared_ptr<ThreadScheduler> scheduler_;
     const std::shared_ptr<LinuxApplication> application_;
+    const std::shared_ptr<ancs::NotificationProvider> notificationProvider_;
+    std::shared_ptr<ancs::OwnNotifications> ownNotifications_;
 };
 
 } // namespace tarnel

@@ -418,6 +418,7 @@ void FakeBlueZ::exportCharacteristic(FakeCharacteristic& characteristic, const s
     property("UUID", [raw] { return raw->uuid; });
     property("Flags", [raw] { return raw->flags; });
     property("Value", [raw] { return raw->value; });
+    property("Notifying", [raw] { return raw->isNotifying; });
     property("MTU", [raw] { return raw->mtu; });
     object->registerMethod("ReadValue")
         .onInterface(gattCharacteristicInterface)
@@ -545,6 +546,11 @@ std::optional<Bytes> FakeBlueZ::receive(const std::string& address, const std::s
     if (socket < 0 || ::poll(&entry, 1, patience) <= 0) {
         return std::nullopt;
     }
+    return take(address, uuid);
+}
+
+std::optional<Bytes> FakeBlueZ::take(const std::string& address, const std::string& uuid) {
+    const int socket = characteristic(address, uuid).socket;
     Bytes value(1024);
     const auto count = ::recv(socket, value.data(), value.size(), MSG_DONTWAIT);
     if (count <= 0) {

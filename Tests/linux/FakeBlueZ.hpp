@@ -92,6 +92,9 @@ public:
     /// The next packet in the socket of the characteristic, waiting for it; empty when none comes.
     std::optional<Bytes> receive(const std::string& address, const std::string& uuid);
 
+    /// The next packet that is there.
+    std::optional<Bytes> take(const std::string& address, const std::string& uuid);
+
     /// How many packets wait in the socket. They are taken out.
     int packetsIn(const std::string& address, const std::string& uuid);
 

@@ -148,6 +148,18 @@ TEST(LinuxPlatform, tellsOnceThatTheApplicationIsAboutToLeaveTheFront) {
     EXPECT_EQ(posts, 2);
 }
 
+TEST(LinuxPlatform, hasNotificationsToShareWithABluetoothOfOnesOwn) {
+    const test::TemporaryFolder folder;
+    const Variable configuration("XDG_CONFIG_HOME", folder.path().string());
+    const LinuxPlatform linuxPlatform(
+        {.identifier = "org.example.reader", .bluetooth = std::make_shared<NoBluetooth>()});
+    const auto& provider = linuxPlatform.notificationProvider();
+    std::size_t shared = 0;
+    provider->add("a", {.title = "of another application"});
+    provider->queue().sync([&] { shared = provider->existing().size(); });
+    EXPECT_EQ(shared, 1U);
+}
+
 TEST(LinuxPlatform, leavesNoFileOpen) {
     const test::TemporaryFolder folder;
     const Variable configuration("XDG_CONFIG_HOME", folder.path().string());

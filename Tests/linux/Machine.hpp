@@ -89,7 +89,10 @@ public:
                                  const platform::PeripheralPointer&) override {
         record(event == platform::ConnectionEvent::peerConnected ? "peer connected" : "peer disconnected");
     }
-    void didUpdateANCSAuthorization(platform::BluetoothCentral&, const platform::PeripheralPointer&) override {}
+    void didUpdateANCSAuthorization(platform::BluetoothCentral&,
+                                    const platform::PeripheralPointer& peripheral) override {
+        record(peripheral->ancsAuthorized() ? "authorized" : "not authorized");
+    }
 
     void didDiscoverServices(const platform::PeripheralPointer&, const std::vector<platform::ServicePointer>& found_,
                              const std::optional<platform::BluetoothError>& error) override {

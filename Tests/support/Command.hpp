@@ -124,6 +124,8 @@ public:
         }
     }
 
+    /// As Ctrl-C does.
+    void interrupt() { signal(SIGINT); }
     void kill() { signal(SIGKILL); }
     void signal(int number) {
         if (identifier_ > 0) {

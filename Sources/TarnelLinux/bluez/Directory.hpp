@@ -6,6 +6,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,6 +21,16 @@ public:
         std::vector<UUID> services;
         bool isConnected = false;
     };
+
+    /// Whether the device reads the host's notifications. True when that is new.
+    bool setReadsNotifications(const std::string& address, bool reads) {
+        const std::lock_guard lock(mutex_);
+        return reads ? notified_.insert(address).second : notified_.erase(address) != 0;
+    }
+    bool readsNotifications(const std::string& address) const {
+        const std::lock_guard lock(mutex_);
+        return notified_.contains(address);
+    }
 
     void set(const std::string& address, Entry entry) {
         const std::lock_guard lock(mutex_);
@@ -60,6 +71,7 @@ public:
 private:
     mutable std::mutex mutex_;
     std::map<std::string, Entry> entries_;
+    std::set<std::string> notified_;
 };
 
 } // namespace tarnel::bluez

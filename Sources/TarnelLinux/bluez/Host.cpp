@@ -45,12 +45,24 @@ Host::~Host() {
 }
 
 void Host::end() {
-    loop_.post([this] { links_.cancelAll(); });
+    loop_.post([this] {
+        links_.cancelAll();
+        if (notifications_) {
+            notifications_->update({}, false);
+            notifications_.reset();
+        }
+    });
     loop_.end();
 }
 
 void Host::start() {
-    bus_.onConnection([this](sdbus::IConnection* connection) { agent_.expose(connection); });
+    bus_.onConnection([this](sdbus::IConnection* connection) {
+        agent_.expose(connection);
+        connection_ = connection;
+        if (notifications_) {
+            notifications_->connectionChanged(connection);
+        }
+    });
     bus_.start();
 }
 
@@ -132,6 +144,53 @@ void Host::updateDiscovery() {
         }
     }
     discovery_.setWish(wish);
+    if (notifications_) {
+        notifications_->update(state_ == CentralState::poweredOn ? adapter_ : "", !links_.isEmpty());
+    }
+}
+
+// Notifications.
+
+void Host::shareNotifications(std::shared_ptr<ancs::NotificationProvider> notifications) {
+    const auto post = [weak = weak_from_this()](EventLoop::Task task) {
+        if (const auto host = weak.lock()) {
+            host->loop_.post(std::move(task));
+        }
+    };
+    const auto changed = [this](const std::string& devicePath, bool isSubscribed) {
+        notificationsSubscribed(devicePath, isSubscribed);
+    };
+    notifications_ = NotificationServer::make(loop_, bus_, post, std::move(notifications), changed);
+    notifications_->connectionChanged(connection_);
+    updateDiscovery();
+}
+
+void Host::deviceAttached() {
+    if (notifications_) {
+        notifications_->connected();
+    }
+}
+
+void Host::notificationsSubscribed(const std::string& devicePath, bool isSubscribed) {
+    const auto connected = links_.connected();
+    if (!isSubscribed) {
+        for (const auto& address : connected) {
+            setReadsNotifications(address, false);
+        }
+        return;
+    }
+    const auto address = devicePath.empty() ? std::nullopt : addressAt(devicePath);
+    if (address ? links_.isUsed(*address) : connected.size() == 1) {
+        setReadsNotifications(address.value_or(connected.front()), true);
+    }
+}
+
+void Host::setReadsNotifications(const std::string& address, bool reads) {
+    if (directory_.setReadsNotifications(address, reads)) {
+        for (const auto& user : links_.users(address)) {
+            user->ancsAuthorizationChanged();
+        }
+    }
 }
 
 // Devices.
@@ -223,6 +282,9 @@ void Host::deviceChanged(const std::string& path, const Properties& changed) {
         return entry.first == "RSSI" || entry.first == "ManufacturerData" || entry.first == "AdvertisingFlags";
     });
     if (const auto isConnected = valueOf<bool>(changed, "Connected")) {
+        if (!*isConnected) {
+            directory_.setReadsNotifications(*address, false);
+        }
         links_.connectedChanged(*address, *isConnected);
         for (const auto& weak : centrals_) {
             if (const auto central = weak.lock()) {
@@ -263,6 +325,8 @@ void Host::interfaceAdded(const std::string& path, const std::string& interface)
         updateAdapter();
     } else if (interface == deviceInterface) {
         deviceChanged(path, Properties(*bus_.properties(path, interface)));
+    } else if (interface == gattManagerInterface) {
+        updateDiscovery();
     } else if (interface == gattServiceInterface || interface == gattCharacteristicInterface) {
         for (const auto& user : usersAt(path)) {
             if (user->session()) {

@@ -6,6 +6,7 @@
 #include <TarnelLinux/bluez/Discovery.hpp>
 #include <TarnelLinux/bluez/EventLoop.hpp>
 #include <TarnelLinux/bluez/Links.hpp>
+#include <TarnelLinux/bluez/NotificationServer.hpp>
 #include <TarnelSDK/platform/Bluetooth.hpp>
 
 #include <functional>
@@ -56,6 +57,10 @@ public:
     void dropGoneCentrals();
     /// What the adapter's state is; empty while nobody knows.
     std::optional<platform::CentralState> state() const { return state_; }
+    /// From now on glasses can read these.
+    void shareNotifications(std::shared_ptr<ancs::NotificationProvider> notifications);
+    void deviceAttached();
+    /// What is looked for and what is offered follows what is asked for.
     void updateDiscovery();
     /// Has devices within reach reported again.
     void restartDiscovery() { discovery_.restart(); }
@@ -80,6 +85,8 @@ private:
     void learn(const std::string& address, const Properties& device);
     /// The device whose object this is, or is below; empty when it is of another adapter.
     std::optional<std::string> addressAt(const std::string& path) const;
+    void notificationsSubscribed(const std::string& devicePath, bool isSubscribed);
+    void setReadsNotifications(const std::string& address, bool reads);
     std::vector<std::shared_ptr<Peripheral>> usersAt(const std::string& path) const;
 
     const HostOptions options_;
@@ -90,6 +97,8 @@ private:
     Discovery discovery_;
     Links links_;
     Agent agent_;
+    sdbus::IConnection* connection_ = nullptr;
+    std::shared_ptr<NotificationServer> notifications_;
     std::string adapter_;
     bool hadAdapter_ = false;
     std::optional<platform::CentralState> state_;

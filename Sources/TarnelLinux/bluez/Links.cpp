@@ -40,6 +40,16 @@ bool Links::isUsed(const std::string& address) const {
     return found != links_.end() && (!found->second.users.empty() || !found->second.waiting.empty());
 }
 
+std::vector<std::string> Links::connected() const {
+    std::vector<std::string> addresses;
+    for (const auto& [address, link] : links_) {
+        if (!link.users.empty()) {
+            addresses.push_back(address);
+        }
+    }
+    return addresses;
+}
+
 std::vector<std::shared_ptr<Peripheral>> Links::users(const std::string& address) const {
     const auto found = links_.find(address);
     return found == links_.end() ? std::vector<std::shared_ptr<Peripheral>>() : found->second.users;
@@ -74,6 +84,7 @@ void Links::attach(const std::string& address, Link& link) {
         }
     }
     host_.updateDiscovery();
+    host_.deviceAttached();
 }
 
 void Links::cancel(const std::shared_ptr<Peripheral>& peripheral) {

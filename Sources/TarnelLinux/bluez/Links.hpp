@@ -32,6 +32,10 @@ public:
     /// Whether looking for devices would hold up a connection that is being made.
     bool needsRadio() const { return needsRadio_; }
     bool isUsed(const std::string& address) const;
+    /// Whether there is, or is asked for, any connection.
+    bool isEmpty() const { return links_.empty(); }
+    /// Addresses of the connected devices.
+    std::vector<std::string> connected() const;
     std::vector<std::shared_ptr<Peripheral>> users(const std::string& address) const;
 
     // The host's news.

@@ -40,6 +40,17 @@ std::optional<std::string> Peripheral::name() const {
     return host ? host->directory().name(address_) : std::nullopt;
 }
 
+bool Peripheral::ancsAuthorized() const {
+    const auto host = host_.lock();
+    return host && host->directory().readsNotifications(address_);
+}
+
+void Peripheral::ancsAuthorizationChanged() {
+    asyncOnCentral([](Peripheral& self, Central& central) {
+        central.tell([&](auto& delegate) { delegate.didUpdateANCSAuthorization(central, self.shared_from_this()); });
+    });
+}
+
 std::string Peripheral::description() const {
     return "<Peripheral: address = " + address_ + ", name = " + name().value_or("(none)") +
            ", state = " + nameOf(state_) + ">";

@@ -28,7 +28,8 @@ public:
     std::optional<std::string> name() const override;
     platform::PeripheralState state() const override { return state_; }
     std::string description() const override;
-    bool ancsAuthorized() const override { return false; }
+    /// Whether it reads the host's notifications.
+    bool ancsAuthorized() const override;
     void setDelegate(std::weak_ptr<platform::BluetoothPeripheralDelegate> delegate) override;
     void discoverServices() override;
     void discoverCharacteristics(const platform::ServicePointer& service) override;
@@ -50,6 +51,7 @@ public:
     using Delegate = platform::BluetoothPeripheralDelegate;
     /// Calls the delegate on the central's queue.
     void tell(std::function<void(Delegate&, const platform::PeripheralPointer&)> call);
+    void ancsAuthorizationChanged();
     /// On the central's queue: the adapter is off, and the connection with it.
     void lostPower();
 
