@@ -301,6 +301,18 @@ TEST(BlueZConnection, doesNotLookForDevicesWhileItIsMade) {
     EXPECT_TRUE(machine.central->isScanning());
 }
 
+TEST(BlueZConnection, noticesAConnectionThatTheDaemonDoesNotAnnounce) {
+    Machine machine;
+    auto device = glasses();
+    device.isBonded = true;
+    device.connectsSilently = true;
+    machine.bluez.addDevice(device);
+    machine.connect();
+    EXPECT_EQ(machine.bluez.calls("Connect"), 1);
+    EXPECT_EQ(machine.application->count("connected"), 1);
+    EXPECT_EQ(machine.attemptFailures(), std::vector<std::string>());
+}
+
 TEST(BlueZConnection, connectsAgainWhenAskedWhileItDisconnects) {
     Machine machine;
     machine.open();

@@ -320,7 +320,9 @@ void FakeBlueZ::setConnected(FakeDevice& device, bool isConnected) {
     device.isConnected = isConnected;
     auto& object = *objects_.at(devicePath(device));
     if (isConnected) {
-        object.emitPropertiesChangedSignal(deviceInterface, {"Connected"});
+        if (!device.connectsSilently) {
+            object.emitPropertiesChangedSignal(deviceInterface, {"Connected"});
+        }
         exportGatt(device, !device.exportsLate);
         device.isResolved = true;
         object.emitPropertiesChangedSignal(deviceInterface, {"ServicesResolved"});

@@ -51,7 +51,8 @@ struct FakeDevice {
     std::vector<FakeService> gatt{};
     bool exportsLate = false; ///< characteristics only when told
     std::deque<bluez::Failure> connectFailures{};
-    bool holdsConnect = false; ///< connecting is not answered
+    bool holdsConnect = false;     ///< connecting is not answered
+    bool connectsSilently = false; ///< no signal tells that it is connected
 
     bool isKnown = false; ///< has an object
     bool isConnected = false;
