@@ -105,7 +105,7 @@ FoundGlasses find(OnTheAir& surroundings, const LinkOptions& options) {
     throw Failure("no glasses called " + *options.wanted + " were found, but others; tarnel link ADDRESS takes one");
 }
 
-void link(const LinkOptions& options) {
+void linkGlasses(const LinkOptions& options) {
     reserveStandardOutput();
     OnTheAir surroundings(options.air, OnTheAir::Connections::held);
     const FoundGlasses glasses = find(surroundings, options);
@@ -156,7 +156,7 @@ void addLink(CLI::App& app, Action& action) {
     command->footer(
         "Where several pairs are around, they are listed, and on a terminal one is asked for. The link is\n"
         "kept until tarnel unlink or the next tarnel link, and commands connect the glasses by themselves.");
-    command->callback([options, &action] { action = [options] { link(*options); }; });
+    command->callback([options, &action] { action = [options] { linkGlasses(*options); }; });
 }
 
 void addUnlink(CLI::App& app, Action& action) {
