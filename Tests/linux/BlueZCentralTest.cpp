@@ -219,6 +219,21 @@ TEST(BlueZConnection, asksAgainWhenTheRadioGivesUpAtFirst) {
     EXPECT_EQ(machine.application->count("connected"), 1);
 }
 
+TEST(BlueZConnection, isNoticedWhenTheDaemonDoesNotSignalIt) {
+    for (const bool isKnown : {false, true}) {
+        Machine machine;
+        auto device = glasses();
+        device.isBonded = isKnown;
+        device.hidesConnected = true;
+        machine.bluez.addDevice(device);
+        machine.connect();
+        EXPECT_EQ(machine.bluez.calls("Connect"), 1);
+        EXPECT_EQ(machine.application->count("connected"), 1);
+        machine.discover();
+        EXPECT_NE(machine.out, nullptr);
+    }
+}
+
 TEST(BlueZConnection, takesOverFromAClientThatIsGone) {
     Machine machine;
     auto device = glasses();

@@ -293,7 +293,9 @@ void FakeBlueZ::setConnected(FakeDevice& device, bool isConnected) {
     device.isConnected = isConnected;
     auto& object = *objects_.at(devicePath(device));
     if (isConnected) {
-        object.emitPropertiesChangedSignal(deviceInterface, {"Connected"});
+        if (!device.hidesConnected) {
+            object.emitPropertiesChangedSignal(deviceInterface, {"Connected"});
+        }
         exportGatt(device, !device.exportsLate);
         device.isResolved = true;
         object.emitPropertiesChangedSignal(deviceInterface, {"ServicesResolved"});

@@ -48,7 +48,8 @@ struct FakeDevice {
     std::vector<FakeService> gatt{};
     bool exportsLate = false; ///< characteristics only when told
     std::deque<bluez::Failure> connectFailures{};
-    bool holdsConnect = false; ///< connecting is not answered
+    bool holdsConnect = false;   ///< connecting is not answered
+    bool hidesConnected = false; ///< that it is connected is not signalled
 
     bool isKnown = false; ///< has an object
     bool isConnected = false;

@@ -275,6 +275,20 @@ void Bus::call(const std::string& path, const std::string& interface, const std:
     }
 }
 
+void Bus::refresh(const std::string& path, const std::string& interface, const std::string& property,
+                  std::function<void()> done) {
+    call(
+        path, propertiesInterface, "Get", [&](sdbus::MethodCall& message) { message << interface << property; },
+        [this, path, interface, property, done = std::move(done)](sdbus::MethodReply* reply, const Failure*) {
+            if (reply) {
+                sdbus::Variant value;
+                *reply >> value;
+                changed(path, interface, {{property, value}}, {});
+            }
+            done();
+        });
+}
+
 void Bus::answer(std::uint64_t number, sdbus::MethodReply* reply, const Failure* failure) {
     const auto entry = pending_.extract(number);
     if (entry.empty()) {

@@ -73,6 +73,10 @@ public:
     void call(const std::string& path, const std::string& interface, const std::string& method, const Fill& fill,
               Done done, std::chrono::seconds patience = std::chrono::seconds(25));
 
+    /// Asks for a property that may have changed without a signal; `done` is called when it is known, in any case.
+    void refresh(const std::string& path, const std::string& interface, const std::string& property,
+                 std::function<void()> done);
+
     /// Called with each new connection, before the daemon's objects are read, to put objects on it; and with null
     /// before it goes, when they must go.
     void onConnection(std::function<void(sdbus::IConnection*)> changed) { connectionChanged_ = std::move(changed); }

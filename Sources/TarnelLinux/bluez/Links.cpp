@@ -182,6 +182,19 @@ void Links::releaseRadio() {
 
 void Links::attempted(const std::string& address, const Failure* failure) {
     releaseRadio();
+    const auto path = host_.devicePath(address);
+    if (failure || !path || host_.isConnected(address)) {
+        return concluded(address, failure);
+    }
+    // The daemon may answer before it signals that the device is connected, and now and then it never does.
+    host_.bus().refresh(*path, deviceInterface, "Connected", [this, address, generation = generation_] {
+        if (generation == generation_) {
+            concluded(address, nullptr);
+        }
+    });
+}
+
+void Links::concluded(const std::string& address, const Failure* failure) {
     const auto found = links_.find(address);
     if (found == links_.end()) {
         return;
