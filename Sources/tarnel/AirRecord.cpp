@@ -65,8 +65,8 @@ void AirRecord::failed(const Error& error) {
     attempt_.lastFailureAt = now();
 }
 
-void AirRecord::attemptFailed(const platform::BluetoothError& error) {
-    note([&] { failed(error); }, [](auto&) {});
+void AirRecord::attemptFailed(const UUID& peripheral, const platform::BluetoothError& error) {
+    note([&] { failed(error); }, [&](auto& follower) { follower.attemptFailed(peripheral, error); });
 }
 
 void AirRecord::stateChanged(platform::CentralState state) {
@@ -131,6 +131,7 @@ void AirRecord::written(const UUID& characteristic, ByteView value, platform::Wr
 void AirRecord::received(const UUID& characteristic, ByteView value) {
     const auto count = [&] {
         ++traffic_.received;
+        traffic_.receivedBytes += value.size();
         trace(Kind::notify, characteristic, value);
     };
     note(count, [&](auto& follower) { follower.received(characteristic, value); });

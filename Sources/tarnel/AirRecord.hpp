@@ -48,15 +48,13 @@ public:
     /// Throws `Failure` when the trace could not be written.
     void requireTrace() const;
 
-    /// An attempt failed, and is made again.
-    void attemptFailed(const platform::BluetoothError& error);
-
     void stateChanged(platform::CentralState state) override;
     void discovered(const platform::PeripheralPointer& peripheral, const platform::AdvertisementData& advertisement,
                     int rssi) override;
     void connecting(const UUID& peripheral) override;
     void connected(const UUID& peripheral) override;
     void connectionFailed(const UUID& peripheral, const Error& error) override;
+    void attemptFailed(const UUID& peripheral, const platform::BluetoothError& error) override;
     void disconnected(const UUID& peripheral, const Error& error) override;
     void written(const UUID& characteristic, ByteView value, platform::WriteType type) override;
     void received(const UUID& characteristic, ByteView value) override;

@@ -4,6 +4,7 @@
 #include "Failure.hpp"
 #include "Files.hpp"
 #include "Options.hpp"
+#include "Text.hpp"
 
 #include <algorithm>
 #include <csignal>
@@ -66,7 +67,7 @@ std::string seeHelp(const CLI::App& app) {
 }
 
 int report(const std::string& what, int status) {
-    std::cerr << "tarnel: " << what << '\n';
+    std::cerr << "tarnel: " << printable(what) << '\n';
     return status;
 }
 
@@ -85,9 +86,18 @@ int run(int argc, const char* const* argv) {
     addText(app, action);
     addPlay(app, action);
     addDemo(app, action);
+    addScan(app, action);
+    addLink(app, action);
+    addUnlink(app, action);
+    addStatus(app, action);
+    addMonitor(app, action);
+    addDoctor(app, action);
     addMessage(app, action);
     addImage(app, action);
     addFont(app, action);
+#ifdef TARNEL_HAS_AIR
+    addGlasses(app, action);
+#endif
     addHelp(app, action);
     app.footer(
         "Exit status: 0 done, 1 failed (one line on standard error says what and what to do), 2 called wrongly.");

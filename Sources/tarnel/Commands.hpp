@@ -16,8 +16,16 @@ void addShow(CLI::App& app, Action& action);
 void addText(CLI::App& app, Action& action);
 void addPlay(CLI::App& app, Action& action);
 void addDemo(CLI::App& app, Action& action);
+void addScan(CLI::App& app, Action& action);
+void addLink(CLI::App& app, Action& action);
+void addUnlink(CLI::App& app, Action& action);
+void addStatus(CLI::App& app, Action& action);
+void addMonitor(CLI::App& app, Action& action);
+void addDoctor(CLI::App& app, Action& action);
 void addMessage(CLI::App& app, Action& action);
 void addImage(CLI::App& app, Action& action);
 void addFont(CLI::App& app, Action& action);
+/// Where there is the Linux platform.
+void addGlasses(CLI::App& app, Action& action);
 
 } // namespace tarnel::command

@@ -1,3 +1,4 @@
+#include "BluetoothNames.hpp"
 #include "Bridge.hpp"
 #include "Operations.hpp"
 
@@ -12,15 +13,6 @@ constexpr Cases<BluetoothScanResult, 3> scanResults{{
     {"SUCCESS", BluetoothScanResult::SUCCESS},
     {"DISABLED", BluetoothScanResult::DISABLED},
     {"BLUETOOTH_PERMISSION_NEEDED", BluetoothScanResult::BLUETOOTH_PERMISSION_NEEDED},
-}};
-
-constexpr Cases<platform::CentralState, 6> centralStates{{
-    {"unknown", platform::CentralState::unknown},
-    {"resetting", platform::CentralState::resetting},
-    {"unsupported", platform::CentralState::unsupported},
-    {"unauthorized", platform::CentralState::unauthorized},
-    {"poweredOff", platform::CentralState::poweredOff},
-    {"poweredOn", platform::CentralState::poweredOn},
 }};
 
 TarnelManager& manager() {

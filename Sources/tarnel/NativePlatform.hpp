@@ -16,6 +16,8 @@ namespace tarnel::command {
 inline constexpr const char* applicationIdentifier = "com.brenlo.tarnel";
 
 struct NativePlatformOptions {
+    bool hasBluetooth = true; ///< without it, there is no central
+    bool connects = true;     ///< connections are made, from the beginning
     std::optional<std::string> adapter;
     std::optional<std::string> locale; ///< the environment's when empty
     std::shared_ptr<BluetoothObserver> observer;
@@ -31,7 +33,8 @@ public:
 
     virtual ~NativePlatform() = default;
     virtual ThreadScheduler& scheduler() = 0;
-    virtual ObservedBluetooth& bluetooth() = 0;
+    /// From now on connections are made.
+    virtual void makeConnections() = 0;
 
     /// "AA:BB:CC:DD:EE:FF"; empty where the platform does not tell.
     static std::optional<std::string> addressOf(const UUID& peripheral);

@@ -34,7 +34,7 @@ JSON sendNotification(Bridge& bridge, const Arguments& arguments) {
     return nullptr;
 }
 
-JSON shown(Bridge& bridge, const Arguments&) {
+JSON shownOnHost(Bridge& bridge, const Arguments&) {
     JSON::Array list;
     for (const auto& [request, options] : notifications(bridge).shown()) {
         list.emplace_back(JSON::Object{{"identifier", request.identifier},
@@ -46,7 +46,7 @@ JSON shown(Bridge& bridge, const Arguments&) {
     return list;
 }
 
-JSON respond(Bridge& bridge, const Arguments& arguments) {
+JSON answerOnHost(Bridge& bridge, const Arguments& arguments) {
     const auto list = notifications(bridge).shown();
     if (list.empty()) {
         throw Failure("no notification is shown");
@@ -70,7 +70,7 @@ JSON respond(Bridge& bridge, const Arguments& arguments) {
     return nullptr;
 }
 
-JSON read(Bridge& bridge, const Arguments&) {
+JSON readOnGlasses(Bridge& bridge, const Arguments&) {
     JSON::Array list;
     for (const auto& notification : bridge.simulation().glasses().notifications()) {
         list.emplace_back(JSON::Object{{"uid", std::uint64_t{notification.uid}},
@@ -83,7 +83,7 @@ JSON read(Bridge& bridge, const Arguments&) {
 }
 
 /// The wearer answers a notification.
-Operation answer(const char* name, const char* about, void (SimulatedGlasses::*verb)(std::uint32_t)) {
+Operation wearerOperation(const char* name, const char* about, void (SimulatedGlasses::*verb)(std::uint32_t)) {
     return {name,
             {parameter::integer("uid", 0, UINT32_MAX)},
             about,
@@ -103,20 +103,20 @@ std::vector<Operation> notificationOperations() {
          "Shows a notification on the host, 0.3 seconds later. One of a software update, when it is opened or "
          "dismissed, has the version told as an event \"property\".",
          sendNotification},
-        {"notifications.shown", {}, "Gives what the host shows and nobody has answered.", shown},
+        {"notifications.shown", {}, "Gives what the host shows and nobody has answered.", shownOnHost},
         {"notifications.respond",
          {choice("action", actions), optional(string("identifier"))},
          "The user answers a notification on the host, the newest when no identifier is given.",
-         respond},
+         answerOnHost},
         {"glasses.notifications",
          {},
          "Gives the host's notifications as the glasses have read them, which \"bluetooth.setAncsAuthorized\" lets "
          "them.",
-         read},
-        answer("glasses.openNotification", "The wearer opens a notification, the default action.",
-               &SimulatedGlasses::openNotification),
-        answer("glasses.clearNotification", "The wearer clears a notification, which dismisses it.",
-               &SimulatedGlasses::clearNotification),
+         readOnGlasses},
+        wearerOperation("glasses.openNotification", "The wearer opens a notification, the default action.",
+                        &SimulatedGlasses::openNotification),
+        wearerOperation("glasses.clearNotification", "The wearer clears a notification, which dismisses it.",
+                        &SimulatedGlasses::clearNotification),
     };
 }
 

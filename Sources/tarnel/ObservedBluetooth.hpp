@@ -22,6 +22,8 @@ public:
     virtual void connecting(const UUID& /*peripheral*/) {}
     virtual void connected(const UUID& /*peripheral*/) {}
     virtual void connectionFailed(const UUID& /*peripheral*/, const Error&) {}
+    /// It could not be made, and is tried again.
+    virtual void attemptFailed(const UUID& /*peripheral*/, const platform::BluetoothError&) {}
     virtual void disconnected(const UUID& /*peripheral*/, const Error&) {}
     virtual void written(const UUID& /*characteristic*/, ByteView, platform::WriteType) {}
     virtual void received(const UUID& /*characteristic*/, ByteView) {}

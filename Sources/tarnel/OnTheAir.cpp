@@ -31,6 +31,12 @@ platform::Duration inNanoseconds(std::chrono::duration<double> duration) {
     return std::chrono::duration_cast<platform::Duration>(duration);
 }
 
+SurroundingsOptions optionsWith(const AirOptions& air) {
+    SurroundingsOptions options;
+    options.air = air;
+    return options;
+}
+
 std::string secondsText(platform::Duration duration) {
     return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(duration).count()) + " s";
 }
@@ -57,17 +63,21 @@ OnTheAir::OnTheAir(const SurroundingsOptions& options, Connections connections,
     install();
 }
 
+OnTheAir::OnTheAir(const AirOptions& air, Connections connections, std::shared_ptr<BluetoothObserver> follower)
+    : OnTheAir(optionsWith(air), connections, std::move(follower)) {}
+
 OnTheAir::~OnTheAir() = default;
 
 void OnTheAir::install() {
     platform_ = NativePlatform::install(
-        {.adapter = options_.air.adapter,
+        {.hasBluetooth = connections_ != Connections::none,
+         .connects = connections_ == Connections::made,
+         .adapter = options_.air.adapter,
          .locale = options_.locale,
          .observer = record_,
-         .attemptFailed = [record = record_](const UUID&, const platform::BluetoothError& error) {
-             record->attemptFailed(error);
+         .attemptFailed = [record = record_](const UUID& peripheral, const platform::BluetoothError& error) {
+             record->attemptFailed(peripheral, error);
          }});
-    platform_->bluetooth().setConnects(connections_ == Connections::made);
     loop_.attach(platform_->scheduler());
     TarnelManager::shared();
 }
@@ -90,7 +100,7 @@ void OnTheAir::awaitBluetooth() {
     loop_.runUntil(isKnown, silenceLimit);
     if (!loop_.runUntil(isReady, bluetoothLimit)) {
         throw Failure(whyNotReady(record_->state(), options_.air.adapter) +
-                      "; tarnel doctor tells what is to be done about it");
+                      "; tarnel doctor tells what to do about it");
     }
 }
 
@@ -102,9 +112,9 @@ void OnTheAir::connect() {
     awaitConnection();
 }
 
-std::string OnTheAir::connectionProgress(const Tarnel& device) const {
+std::string OnTheAir::connectionProgress(const std::string& name) const {
     const auto attempt = record_->attempt();
-    std::string line = "connecting to " + device.getName();
+    std::string line = "connecting to " + printable(name);
     if (attempt.since) {
         line += ", for " + secondsText(record_->now() - *attempt.since);
     }
@@ -114,30 +124,47 @@ std::string OnTheAir::connectionProgress(const Tarnel& device) const {
     return line;
 }
 
-void OnTheAir::awaitConnection() {
+std::string OnTheAir::tooLate(const std::string& name) const {
+    const auto reason = record_->attempt().lastFailure;
+    return (name.empty() ? "the glasses" : name) + " did not connect within " +
+           secondsText(inNanoseconds(options_.air.timeout)) + (reason ? " (the last attempt: " + *reason + ")" : "") +
+           "; switch the glasses on and bring them near, or run tarnel doctor";
+}
+
+void OnTheAir::awaitLink(const UUID& glasses, const std::string& name) {
+    const auto start = now();
+    StatusLine line;
+    while (true) {
+        const auto linked = device();
+        if (linked && linked->peripheralID() == glasses) {
+            return;
+        }
+        if (now() - start >= inNanoseconds(options_.air.timeout)) {
+            throw Failure(tooLate(name));
+        }
+        line.show(connectionProgress(name));
+        advance(step);
+    }
+}
+
+void OnTheAir::awaitConnection(std::string name) {
     const auto limit = inNanoseconds(options_.air.timeout);
     const auto start = now();
     StatusLine line;
-    std::string name = "the glasses";
     while (true) {
         const auto linked = device();
-        if (!linked && !isLinking_) {
+        if (!linked) {
             throw Failure(forgottenText);
         }
-        if (linked && linked->isConnected.value()) {
+        if (linked->isConnected.value()) {
             // The session begins with messages of its own.
             loop_.runUntil([&] { return !linked->hasDataInOutgoingQueue(); }, greetingLimit);
             return;
         }
-        if (linked) {
-            name = linked->getName();
-            line.show(connectionProgress(*linked));
-        }
+        name = name.empty() ? linked->getName() : name;
+        line.show(connectionProgress(name));
         if (now() - start >= limit) {
-            const auto reason = record_->attempt().lastFailure;
-            throw Failure(name + " did not connect within " + secondsText(limit) +
-                          (reason ? " (the last attempt: " + *reason + ")" : "") +
-                          "; switch the glasses on and bring them near, or run tarnel doctor");
+            throw Failure(tooLate(name));
         }
         advance(step);
     }

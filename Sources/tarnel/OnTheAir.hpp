@@ -18,11 +18,14 @@ public:
     enum class Connections {
         made, ///< the linked glasses are connected, and again after a loss
         held, ///< none is made before `makeConnections`
+        none, ///< there is no Bluetooth, only what is stored
     };
 
     /// `follower` is told of all that passes. Throws `Failure` where there is no Bluetooth, or the trace cannot be
     /// written.
     explicit OnTheAir(const SurroundingsOptions& options, Connections connections = Connections::made,
+                      std::shared_ptr<BluetoothObserver> follower = nullptr);
+    explicit OnTheAir(const AirOptions& air, Connections connections = Connections::made,
                       std::shared_ptr<BluetoothObserver> follower = nullptr);
     ~OnTheAir() override;
 
@@ -32,9 +35,11 @@ public:
     /// Returns when Bluetooth is on. Throws `Failure` when it is not within seconds, which says why.
     void awaitBluetooth();
     /// From now on connections are made.
-    void makeConnections() { platform_->bluetooth().setConnects(true); }
-    /// As `connect`, when they are linked already, or about to be.
-    void awaitConnection();
+    void makeConnections() { platform_->makeConnections(); }
+    /// Returns when these are the linked glasses, whose connection is under way.
+    void awaitLink(const UUID& glasses, const std::string& name);
+    /// Returns when the linked glasses can be used, of which the user is told by this name, or their own.
+    void awaitConnection(std::string name = {});
 
     platform::Duration now() override { return record_->now(); }
     Traffic traffic() override { return record_->traffic(); }
@@ -52,7 +57,8 @@ public:
 private:
     void install();
     bool isConnectionExpected() const;
-    std::string connectionProgress(const Tarnel& device) const;
+    std::string tooLate(const std::string& name) const;
+    std::string connectionProgress(const std::string& name) const;
 
     const SurroundingsOptions options_;
     const Connections connections_;

@@ -56,6 +56,7 @@ void Simulation::observe(const glasses::GattTraceEvent& event) {
         traffic_.writtenBytes += event.value.size();
     } else {
         ++traffic_.received;
+        traffic_.receivedBytes += event.value.size();
     }
     traffic_.last = event.time;
     if (!trace_ || traceFailure_) {

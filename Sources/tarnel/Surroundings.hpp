@@ -18,7 +18,8 @@ class Simulation;
 struct Traffic {
     std::size_t writes = 0;
     std::size_t writtenBytes = 0;
-    std::size_t received = 0;  ///< values from the glasses
+    std::size_t received = 0; ///< values from the glasses
+    std::size_t receivedBytes = 0;
     std::size_t losses = 0;    ///< connections that ended
     platform::Duration last{}; ///< when the last value of all crossed
 };

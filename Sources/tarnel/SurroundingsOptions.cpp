@@ -20,13 +20,19 @@ CLI::Option* addSeconds(CLI::App* command, const std::string& name, std::chrono:
 
 } // namespace
 
-void addAir(CLI::App* command, const std::shared_ptr<AirOptions>& options) {
+void addAdapter(CLI::App* command, const std::shared_ptr<AirOptions>& options) {
     command
         ->add_option("--adapter", options->adapter,
                      "The Bluetooth adapter, by name or address (default: one that is switched on)")
         ->type_name("hciN|ADDRESS")
         ->group(airGroup);
-    addSeconds(command, "--timeout", options->timeout, "How long the glasses are waited for (default 30)");
+}
+
+void addAir(CLI::App* command, const std::shared_ptr<AirOptions>& options) {
+    addAdapter(command, options);
+    const auto seconds = static_cast<int>(options->timeout.count());
+    addSeconds(command, "--timeout", options->timeout,
+               "How long the glasses are waited for (default " + std::to_string(seconds) + ")");
 }
 
 void addSurroundings(CLI::App* command, const std::shared_ptr<SurroundingsOptions>& options, Uses uses) {

@@ -39,6 +39,9 @@ enum class Uses {
 /// command.
 void addSurroundings(CLI::App* command, const std::shared_ptr<SurroundingsOptions>& options, Uses uses);
 
+/// --adapter, for commands that know no simulated glasses.
+void addAdapter(CLI::App* command, const std::shared_ptr<AirOptions>& options);
+
 /// --adapter and --timeout, for commands that know no simulated glasses.
 void addAir(CLI::App* command, const std::shared_ptr<AirOptions>& options);
 

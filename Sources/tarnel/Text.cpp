@@ -1,5 +1,8 @@
 #include "Text.hpp"
 
+#include <TarnelSDK/foundation/UTF8.hpp>
+
+#include <algorithm>
 #include <cctype>
 
 namespace tarnel::command {
@@ -85,6 +88,18 @@ std::optional<Bytes> bytesFromHexadecimal(std::string_view text) {
         ++at;
     }
     return bytes;
+}
+
+std::string printable(std::string_view text) {
+    const auto isUnsafe = [](char32_t c) {
+        const bool isControl = c < 0x20 || (c >= 0x7F && c < 0xA0);
+        const bool isDirection =
+            c == 0x200E || c == 0x200F || (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+        return isControl || isDirection;
+    };
+    auto characters = decodeUTF8(text);
+    std::replace_if(characters.begin(), characters.end(), isUnsafe, U'?');
+    return encodeUTF8(characters);
 }
 
 std::string grouped(std::uint64_t number) {

@@ -18,6 +18,10 @@ std::string hexadecimal(ByteView bytes);
 /// Either letter case, white space between bytes allowed; empty for anything else.
 std::optional<Bytes> bytesFromHexadecimal(std::string_view text);
 
+/// The text as it may be written to a terminal: "?" for every character that could move or change something there, and
+/// U+FFFD for what is not UTF-8.
+std::string printable(std::string_view text);
+
 /// "1,234,567".
 std::string grouped(std::uint64_t number);
 

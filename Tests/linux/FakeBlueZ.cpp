@@ -320,7 +320,9 @@ void FakeBlueZ::setConnected(FakeDevice& device, bool isConnected) {
     device.isConnected = isConnected;
     auto& object = *objects_.at(devicePath(device));
     if (isConnected) {
-        object.emitPropertiesChangedSignal(deviceInterface, {"Connected"});
+        if (!device.connectsSilently) {
+            object.emitPropertiesChangedSignal(deviceInterface, {"Connected"});
+        }
         exportGatt(device, !device.exportsLate);
         device.isResolved = true;
         object.emitPropertiesChangedSignal(deviceInterface, {"ServicesResolved"});
@@ -416,6 +418,7 @@ void FakeBlueZ::exportCharacteristic(FakeCharacteristic& characteristic, const s
     property("UUID", [raw] { return raw->uuid; });
     property("Flags", [raw] { return raw->flags; });
     property("Value", [raw] { return raw->value; });
+    property("Notifying", [raw] { return raw->isNotifying; });
     property("MTU", [raw] { return raw->mtu; });
     object->registerMethod("ReadValue")
         .onInterface(gattCharacteristicInterface)
@@ -543,6 +546,11 @@ std::optional<Bytes> FakeBlueZ::receive(const std::string& address, const std::s
     if (socket < 0 || ::poll(&entry, 1, patience) <= 0) {
         return std::nullopt;
     }
+    return take(address, uuid);
+}
+
+std::optional<Bytes> FakeBlueZ::take(const std::string& address, const std::string& uuid) {
+    const int socket = characteristic(address, uuid).socket;
     Bytes value(1024);
     const auto count = ::recv(socket, value.data(), value.size(), MSG_DONTWAIT);
     if (count <= 0) {

@@ -51,7 +51,8 @@ struct FakeDevice {
     std::vector<FakeService> gatt{};
     bool exportsLate = false; ///< characteristics only when told
     std::deque<bluez::Failure> connectFailures{};
-    bool holdsConnect = false; ///< connecting is not answered
+    bool holdsConnect = false;     ///< connecting is not answered
+    bool connectsSilently = false; ///< no signal tells that it is connected
 
     bool isKnown = false; ///< has an object
     bool isConnected = false;
@@ -90,6 +91,9 @@ public:
 
     /// The next packet in the socket of the characteristic, waiting for it; empty when none comes.
     std::optional<Bytes> receive(const std::string& address, const std::string& uuid);
+
+    /// The next packet that is there.
+    std::optional<Bytes> take(const std::string& address, const std::string& uuid);
 
     /// How many packets wait in the socket. They are taken out.
     int packetsIn(const std::string& address, const std::string& uuid);

@@ -103,13 +103,17 @@ public:
         }
     }
 
-    /// The next line of output; empty at its end.
-    std::optional<std::string> readLine() {
+    /// The next line of output; empty at its end, or when none comes within these milliseconds (-1: however long).
+    std::optional<std::string> readLine(int limit = -1) {
         while (true) {
             if (const auto end = pending_.find('\n'); end != std::string::npos) {
                 std::string line = pending_.substr(0, end);
                 pending_.erase(0, end + 1);
                 return line;
+            }
+            pollfd entry{output_.reading(), POLLIN, 0};
+            if (::poll(&entry, 1, limit) == 0) {
+                return std::nullopt;
             }
             std::array<char, 4096> buffer{};
             const auto count = ::read(output_.reading(), buffer.data(), buffer.size());
@@ -120,9 +124,12 @@ public:
         }
     }
 
-    void kill() {
+    /// As Ctrl-C does.
+    void interrupt() { signal(SIGINT); }
+    void kill() { signal(SIGKILL); }
+    void signal(int number) {
         if (identifier_ > 0) {
-            ::kill(identifier_, SIGKILL);
+            ::kill(identifier_, number);
         }
     }
 

@@ -229,6 +229,25 @@ const Properties* Bus::properties(const std::string& path, const std::string& in
     return found == object->second.end() ? nullptr : &found->second;
 }
 
+void Bus::refresh(const std::string& path, const std::string& interface, const std::string& name,
+                  std::function<void()> done) {
+    call(
+        path, propertiesInterface, "Get", [&](sdbus::MethodCall& message) { message << interface << name; },
+        [this, path, interface, name, done = std::move(done), daemon = daemons_](sdbus::MethodReply* reply,
+                                                                                 const Failure*) {
+            const Properties* known = properties(path, interface);
+            sdbus::Variant value;
+            if (reply && known && daemon == daemons_) {
+                *reply >> value;
+            }
+            if (!value.isEmpty() && value.containsValueOfType<bool>() &&
+                valueOf<bool>(*known, name) != value.get<bool>()) {
+                changed(path, interface, {{name, value}}, {});
+            }
+            done();
+        });
+}
+
 sdbus::IProxy& Bus::proxy(const std::string& path) {
     auto& proxy = proxies_[path];
     if (!proxy) {

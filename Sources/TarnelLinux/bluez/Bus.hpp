@@ -73,6 +73,11 @@ public:
     void call(const std::string& path, const std::string& interface, const std::string& method, const Fill& fill,
               Done done, std::chrono::seconds patience = std::chrono::seconds(25));
 
+    /// Reads a property that may be true or false, and tells as of any other change when it is not what is known: BlueZ
+    /// does not announce every change. `done` is called after that, in any case.
+    void refresh(const std::string& path, const std::string& interface, const std::string& name,
+                 std::function<void()> done);
+
     /// Called with each new connection, before the daemon's objects are read, to put objects on it; and with null
     /// before it goes, when they must go.
     void onConnection(std::function<void(sdbus::IConnection*)> changed) { connectionChanged_ = std::move(changed); }

@@ -194,6 +194,19 @@ void Links::releaseRadio() {
 
 void Links::attempted(const std::string& address, const Failure* failure) {
     releaseRadio();
+    const auto path = host_.devicePath(address);
+    if (failure || !path || host_.isConnected(address)) {
+        return concluded(address, failure);
+    }
+    // BlueZ 5.66 does not always announce a connection that it has made, or does so after it has answered.
+    host_.bus().refresh(*path, deviceInterface, "Connected", [this, address, generation = generation_] {
+        if (generation == generation_) {
+            concluded(address, nullptr);
+        }
+    });
+}
+
+void Links::concluded(const std::string& address, const Failure* failure) {
     const auto found = links_.find(address);
     if (found == links_.end()) {
         return;

@@ -61,6 +61,7 @@ private:
 
     void attempt(const std::string& address);
     void attempted(const std::string& address, const Failure* failure);
+    void concluded(const std::string& address, const Failure* failure);
     void attemptFailed(const std::string& address, Link& link, const Failure& failure);
     void attach(const std::string& address, Link& link);
     void dropUnused(const std::string& address);

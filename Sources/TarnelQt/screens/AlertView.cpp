@@ -13,7 +13,7 @@ namespace tarnel {
 namespace {
 
 constexpr int margin = 20;
-constexpr int spacing = 10;
+constexpr int alertSpacing = 10;
 constexpr int widest = 400;
 constexpr std::size_t mostSideBySide = 2;
 
@@ -37,10 +37,10 @@ public:
         title_->setFont(bold);
         auto* const column = new QVBoxLayout(this); // owned by the card
         column->setContentsMargins(margin, margin, margin, margin);
-        column->setSpacing(spacing);
+        column->setSpacing(alertSpacing);
         column->addWidget(title_);
         column->addWidget(message_);
-        column->addSpacing(spacing);
+        column->addSpacing(alertSpacing);
         column->addWidget(buttons_);
         new QBoxLayout(QBoxLayout::LeftToRight, buttons_); // owned by the buttons
         buttons_->layout()->setContentsMargins(0, 0, 0, 0);

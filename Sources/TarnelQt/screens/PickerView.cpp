@@ -17,7 +17,7 @@ namespace tarnel {
 namespace {
 
 constexpr double highestCard = 0.92; ///< of the window's height
-constexpr int spacing = 12;
+constexpr int cardSpacing = 12;
 
 QFont fontOf(const Label& label, QFont font) {
     font.setPixelSize(std::max(1, static_cast<int>(std::lround(label.fontSize))));
@@ -98,7 +98,7 @@ private:
         column->setContentsMargins(0, 0, 0, cornerRadius());
         column->setSpacing(0);
         column->addWidget(label_);
-        column->addSpacing(spacing);
+        column->addSpacing(cardSpacing);
         // The table keeps the keyboard while the empty state stands on it.
         auto* const middle = new QGridLayout;
         middle->addWidget(table_, 0, 0);
@@ -108,8 +108,8 @@ private:
         column->addWidget(separator_);
         column->addWidget(buttons_);
         auto* const stack = new QVBoxLayout(buttons_);
-        stack->setContentsMargins(spacing, spacing, spacing, 0);
-        stack->setSpacing(spacing / 2);
+        stack->setContentsMargins(cardSpacing, cardSpacing, cardSpacing, 0);
+        stack->setSpacing(cardSpacing / 2);
     }
 
     void showButtons(const ButtonStack& stack) {

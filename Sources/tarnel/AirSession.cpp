@@ -1,0 +1,384 @@
+#include "AirSession.hpp"
+
+#include "Failure.hpp"
+#include "Frames.hpp"
+#include "MessageJSON.hpp"
+#include "Pictures.hpp"
+#include "TerminalPicture.hpp"
+#include "Text.hpp"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <utility>
+
+namespace tarnel::command {
+
+using Radio = bluez::PeripheralManagerState::Radio;
+using bluez::ConnectedCentral;
+using bluez::PeripheralManagerState;
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// From one picture of the display to the next, at least.
+constexpr platform::Duration drawInterval = 100ms;
+constexpr std::size_t longestLine = 65'536;
+constexpr std::size_t longestShownMessage = 100;
+
+/// The signals that end the session or tell of the terminal, as a descriptor. Threads made later inherit that these
+/// come no other way.
+int signalDescriptor() {
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGWINCH}) {
+        ::sigaddset(&signals, signal);
+    }
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    const int descriptor = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (descriptor < 0) {
+        throw Failure("cannot watch for signals: the system is out of files");
+    }
+    return descriptor;
+}
+
+platform::Duration now() {
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+const char* nameOf(Radio radio) {
+    constexpr std::array<const char*, 7> names{"unknown",    "noService",   "forbidden", "noAdapter",
+                                               "poweredOff", "unsupported", "ready"};
+    return names.at(static_cast<std::size_t>(radio));
+}
+
+/// What is wrong and what to do.
+std::string remedyOf(const PeripheralManagerState& state, const std::optional<std::string>& adapter) {
+    switch (state.radio) {
+    case Radio::noService:
+        return "the Bluetooth service does not answer (" + state.failure + "); start it: systemctl start bluetooth";
+    case Radio::forbidden:
+        return "this user may not use the Bluetooth service (" + state.failure +
+               "); run as root, or as a user of the group bluetooth";
+    case Radio::noAdapter:
+        return adapter ? "there is no Bluetooth adapter " + *adapter + "; bluetoothctl list names those there are"
+                       : "there is no Bluetooth adapter; plug one in, or look for it with: dmesg | grep -i bluetooth";
+    case Radio::poweredOff:
+        return "the Bluetooth adapter is off; switch it on: rfkill unblock bluetooth; bluetoothctl power on";
+    case Radio::unsupported:
+        return "the adapter or the Bluetooth service cannot be a peripheral; it takes an adapter with Bluetooth LE and "
+               "BlueZ 5.50 or newer";
+    case Radio::unknown:
+    case Radio::ready:
+        break;
+    }
+    return "the Bluetooth service refused (" + state.failure + "); restart it: systemctl restart bluetooth";
+}
+
+std::string shortened(std::string text) {
+    if (text.size() > longestShownMessage) {
+        text.resize(longestShownMessage);
+        text += "...";
+    }
+    return text;
+}
+
+} // namespace
+
+AirSession::AirSession(const AirSessionOptions& options)
+    : options_(options), signals_(signalDescriptor()), radio_(glasses::Radio::make(scheduler_, now)),
+      glasses_(glasses::SimulatedGlasses::make(radio_, options.glasses)), commands_(glasses_) {
+    if (options.frame) {
+        frameFile_.emplace(*options.frame);
+    }
+    if (options.trace) {
+        trace_.emplace(*options.trace);
+    }
+}
+
+AirSession::~AirSession() {
+    loop_.end();
+    ::close(signals_);
+}
+
+void AirSession::run() {
+    loop_.post([this] { guard([this] { begin(); }); });
+    auto ended = end_.get_future();
+    ended.wait();
+    glasses_->setFrameObserver({});
+    glasses_->setRecordObserver({});
+    onAir_->end();
+    loop_.end();
+    scheduler_.shutDown();
+    ended.get();
+}
+
+void AirSession::begin() {
+    watchSignals();
+    watchInput();
+    if (options_.isShown) {
+        terminal_.takeScreen();
+    }
+    const auto weak = weak_from_this();
+    glasses_->setFrameObserver([weak] {
+        if (const auto self = weak.lock()) {
+            self->frameChanged();
+        }
+    });
+    glasses_->setRecordObserver([weak] {
+        const auto self = weak.lock();
+        if (self && !self->areRecordsAnnounced_.exchange(true)) {
+            self->post([](AirSession& session) { session.tellRecords(); });
+        }
+    });
+    if (trace_) {
+        glasses_->setTrace([weak](const glasses::GattTraceEvent& event) {
+            if (const auto self = weak.lock()) {
+                self->post([event](AirSession& session) { session.trace_->write(event); });
+            }
+        });
+    }
+    onAir_ = glasses::GlassesOnAir::make(radio_, glasses_, options_.air, weak);
+    draw();
+}
+
+void AirSession::post(std::function<void(AirSession&)> step) {
+    loop_.post([this, step = std::move(step)] { guard([&] { step(*this); }); });
+}
+
+void AirSession::guard(const std::function<void()>& step) {
+    if (hasEnded_) {
+        return;
+    }
+    try {
+        step();
+    } catch (const std::exception&) {
+        finish(std::current_exception());
+    }
+}
+
+void AirSession::finish(std::exception_ptr failure) {
+    if (std::exchange(hasEnded_, true)) {
+        return;
+    }
+    if (failure) {
+        end_.set_exception(std::move(failure));
+    } else {
+        end_.set_value();
+    }
+}
+
+// Input.
+
+void AirSession::watchSignals() {
+    loop_.watch(signals_, POLLIN, [this](short) {
+        signalfd_siginfo signal{};
+        while (::read(signals_, &signal, sizeof signal) == sizeof signal) {
+            if (signal.ssi_signo == static_cast<std::uint32_t>(SIGWINCH)) {
+                guard([this] { drawTerminal(); });
+            } else {
+                finish();
+            }
+        }
+    });
+}
+
+void AirSession::watchInput() {
+    if (Terminal::isInput()) {
+        terminal_.readKeys();
+    }
+    loop_.watch(STDIN_FILENO, POLLIN, [this](short) { guard([this] { readInput(); }); });
+}
+
+void AirSession::readInput() {
+    std::array<char, 4096> buffer{};
+    const auto count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
+    if (count < 0 && (errno == EINTR || errno == EAGAIN)) {
+        return;
+    }
+    if (count <= 0) {
+        // The end of the input is not the end of the glasses.
+        loop_.unwatch(STDIN_FILENO);
+        if (!input_.empty()) {
+            takeLine(std::exchange(input_, {}));
+        }
+        return;
+    }
+    const std::string_view read(buffer.data(), static_cast<std::size_t>(count));
+    if (Terminal::isInput()) {
+        for (const char key : read) {
+            if (const auto result = commands_.key(key)) {
+                perform(*result);
+            }
+        }
+        return;
+    }
+    input_ += read;
+    for (auto end = input_.find('\n'); end != std::string::npos && !hasEnded_; end = input_.find('\n')) {
+        const std::string line = input_.substr(0, end);
+        input_.erase(0, end + 1);
+        takeLine(line);
+    }
+    if (input_.size() > longestLine) {
+        throw Failure("a line of standard input is longer than the " + grouped(longestLine) + " bytes that are taken");
+    }
+}
+
+void AirSession::takeLine(const std::string& line) {
+    if (line.empty()) {
+        return;
+    }
+    try {
+        perform(commands_.line(line));
+    } catch (const Failure& failure) {
+        tell({{"event", "refused"}, {"line", line}, {"text", failure.what()}}, failure.what());
+    }
+}
+
+void AirSession::perform(const WearerCommands::Result& result) {
+    switch (result.outcome) {
+    case WearerCommands::Outcome::quit:
+        return finish();
+    case WearerCommands::Outcome::help:
+        return tell({{"event", "help"}, {"text", std::string(WearerCommands::help)}},
+                    std::string(WearerCommands::help));
+    case WearerCommands::Outcome::done:
+        return tell({{"event", "command"}, {"text", result.text}}, result.text);
+    }
+}
+
+// Output.
+
+void AirSession::tell(const JSON::Object& event, const std::string& text) {
+    if (options_.asJSON) {
+        return writeOutput(command::text(event) + "\n");
+    }
+    if (options_.isShown) {
+        lastLine_ = text;
+        return drawTerminal();
+    }
+    writeOutput(text + (text.ends_with('\n') ? "" : "\n"));
+}
+
+void AirSession::stateChanged(const PeripheralManagerState& state) {
+    post([state](AirSession& self) { self.judge(state); });
+}
+
+/// Until the glasses have been on the air, what keeps them off is a failure; later it passes.
+void AirSession::judge(const PeripheralManagerState& state) {
+    const bool isOff = state.radio != Radio::ready || !state.failure.empty();
+    if (!wasReady_ && isOff) {
+        throw Failure(remedyOf(state, options_.air.adapter));
+    }
+    wasReady_ = wasReady_ || state.isAdvertising;
+    const std::string what = isOff                 ? remedyOf(state, options_.air.adapter)
+                             : state.isAdvertising ? "on the air as " + glasses_->name()
+                                                   : "not advertising";
+    tell({{"event", "state"},
+          {"radio", nameOf(state.radio)},
+          {"isPublished", state.isPublished},
+          {"isAdvertising", state.isAdvertising},
+          {"failure", state.failure.empty() ? JSON() : JSON(state.failure)}},
+         what);
+}
+
+void AirSession::connected(const ConnectedCentral& central) {
+    post([central](AirSession& self) {
+        self.tell({{"event", "connected"},
+                   {"address", central.address},
+                   {"name", central.name},
+                   {"isBonded", central.isBonded}},
+                  "connected: " + central.address + (central.name.empty() ? "" : " (" + central.name + ")"));
+    });
+}
+
+void AirSession::bonded(const ConnectedCentral& central) {
+    post([central](AirSession& self) {
+        self.tell({{"event", "bonded"}, {"address", central.address}}, "bonded with " + central.address);
+    });
+}
+
+void AirSession::disconnected() {
+    post([](AirSession& self) { self.tell({{"event", "disconnected"}}, "disconnected"); });
+}
+
+void AirSession::subscriptionChanged(const UUID& characteristic, bool isSubscribed) {
+    post([characteristic, isSubscribed](AirSession& self) {
+        self.tell({{"event", "subscribed"}, {"characteristic", characteristic.string()}, {"value", isSubscribed}},
+                  (isSubscribed ? "subscribed to " : "no longer subscribed to ") + characteristic.string());
+    });
+}
+
+void AirSession::bondLost() {
+    post([](AirSession& self) { self.tell({{"event", "bondLost"}}, "the bond is forgotten"); });
+}
+
+void AirSession::tellRecords() {
+    areRecordsAnnounced_ = false;
+    for (const auto& message : glasses_->receivedMessages(std::exchange(seenMessages_, glasses_->receivedCount()))) {
+        const auto value = toJSON(message.value);
+        tell({{"event", "message"}, {"bytes", std::uint64_t{message.bytes.size()}}, {"value", value}},
+             "message of " + grouped(message.bytes.size()) + " bytes: " + shortened(text(value)));
+    }
+    for (const auto& error : glasses_->errors(std::exchange(seenErrors_, glasses_->errorCount()))) {
+        tell({{"event", "error"}, {"code", static_cast<int>(error.code)}, {"text", error.text}},
+             "error " + std::to_string(static_cast<int>(error.code)) + ": " + error.text);
+    }
+}
+
+// The display.
+
+void AirSession::frameChanged() {
+    if (!isFrameAnnounced_.exchange(true)) {
+        post([](AirSession& self) {
+            self.isFrameAnnounced_ = false;
+            self.followFrame();
+        });
+    }
+}
+
+void AirSession::followFrame() {
+    const auto sinceDrawn = Clock::now() - lastDrawn_;
+    drawAfter(std::max<platform::Duration>(drawInterval - sinceDrawn, 0ms));
+}
+
+void AirSession::drawAfter(platform::Duration delay) {
+    loop_.cancel(drawing_);
+    drawing_ = loop_.after(delay, [this] { guard([this] { draw(); }); });
+}
+
+void AirSession::draw() {
+    lastDrawn_ = Clock::now();
+    auto frame = glasses_->frame();
+    if (shown_ != frame) {
+        shown_ = std::move(frame);
+        if (frameFile_) {
+            frameFile_->store(pngOf(imageOf(*shown_)));
+            if (options_.asJSON) {
+                tell({{"event", "frame"}, {"file", frameFile_->path()}, {"isDark", shown_->isDark()}}, "");
+            }
+        }
+        drawTerminal();
+    }
+    if (const auto next = glasses_->nextFrameChange()) {
+        drawAfter(std::max(*next, drawInterval));
+    }
+}
+
+void AirSession::drawTerminal() {
+    if (!options_.isShown || !shown_) {
+        return;
+    }
+    const auto [columns, rows] = Terminal::size();
+    std::string status = lastLine_.substr(0, lastLine_.find('\n'));
+    status.resize(std::min(status.size(), static_cast<std::size_t>(columns)));
+    writeOutput("\x1b[H" + terminalPicture(*shown_, columns, rows - 1) + status + "\x1b[K\x1b[J");
+}
+
+} // namespace tarnel::command

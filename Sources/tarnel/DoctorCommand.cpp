@@ -1,0 +1,113 @@
+#include "Commands.hpp"
+#include "Failure.hpp"
+#include "Files.hpp"
+#include "JSON.hpp"
+#include "NativePlatform.hpp"
+#include "OnTheAir.hpp"
+#include "Options.hpp"
+#include "Text.hpp"
+
+#include <TarnelLinux/BluetoothDoctor.hpp>
+#include <TarnelLinux/UserFolders.hpp>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace tarnel::command {
+namespace {
+
+using Result = Finding::Result;
+
+struct DoctorOptions {
+    std::optional<std::string> adapter;
+    bool asJSON = false;
+};
+
+const char* nameOf(Result result) {
+    switch (result) {
+    case Result::ok:
+        return "ok";
+    case Result::problem:
+        return "problem";
+    case Result::notChecked:
+        break;
+    }
+    return "not checked";
+}
+
+std::optional<std::string> linkedAddress() {
+    const OnTheAir surroundings(AirOptions(), OnTheAir::Connections::none);
+    const auto device = surroundings.device();
+    const auto identifier = device ? device->peripheralID() : std::nullopt;
+    return identifier ? NativePlatform::addressOf(*identifier) : std::nullopt;
+}
+
+std::size_t problemsIn(const std::vector<Finding>& findings) {
+    return static_cast<std::size_t>(std::count_if(
+        findings.begin(), findings.end(), [](const Finding& finding) { return finding.result == Result::problem; }));
+}
+
+JSON toJSON(const std::vector<Finding>& findings) {
+    JSON::Array checks;
+    for (const auto& finding : findings) {
+        checks.push_back(JSON::Object{{"check", finding.check},
+                                      {"result", nameOf(finding.result)},
+                                      {"text", finding.text},
+                                      {"remedy", finding.remedy.empty() ? JSON() : JSON(finding.remedy)}});
+    }
+    return JSON::Object{{"ok", problemsIn(findings) == 0}, {"checks", std::move(checks)}};
+}
+
+/// A line a finding, and one for its remedy. Checks that were left out for one reason share a line.
+std::string linesOf(const std::vector<Finding>& findings) {
+    std::string lines;
+    for (std::size_t at = 0; at < findings.size(); ++at) {
+        const auto& finding = findings[at];
+        std::string names = finding.check;
+        while (finding.result == Result::notChecked && at + 1 < findings.size() &&
+               findings[at + 1].result == Result::notChecked && findings[at + 1].text == finding.text) {
+            names += ", " + findings[++at].check;
+        }
+        lines += nameOf(finding.result) + std::string(": ") + names + ": " + printable(finding.text) + "\n";
+        if (!finding.remedy.empty()) {
+            lines += "    " + printable(finding.remedy) + "\n";
+        }
+    }
+    return lines;
+}
+
+void diagnose(const DoctorOptions& options) {
+    reserveStandardOutput();
+    const auto configuration = configurationFolder(processEnvironment());
+    // Before the settings are opened, which mends damage.
+    const auto settings =
+        examineSettings(configuration ? std::optional(*configuration / applicationIdentifier) : std::nullopt);
+    const bool isReadable = settings.result != Result::problem;
+    auto findings =
+        examineBluetooth({.adapter = options.adapter, .linkedAddress = isReadable ? linkedAddress() : std::nullopt});
+    findings.push_back(settings);
+    writeOutput(options.asJSON ? text(toJSON(findings)) + "\n" : linesOf(findings));
+    if (const auto problems = problemsIn(findings); problems > 0) {
+        throw Failure(problems == 1 ? "there is 1 problem" : "there are " + std::to_string(problems) + " problems");
+    }
+}
+
+} // namespace
+
+void addDoctor(CLI::App& app, Action& action) {
+    auto options = std::make_shared<DoctorOptions>();
+    auto* command = app.add_subcommand("doctor", "Find out why Bluetooth does not work");
+    command->formatter(usage("Usage: tarnel doctor [--adapter hciN|ADDRESS] [--json]"));
+    command->add_option("--adapter", options->adapter, "The adapter that is to be used (default: any)")
+        ->type_name("hciN|ADDRESS");
+    command->add_flag("--json", options->asJSON,
+                      "In JSON: \"ok\" and \"checks\", each with \"check\", \"result\" (\"ok\", \"problem\", \"not "
+                      "checked\"), \"text\", \"remedy\"");
+    command->footer(
+        "Below each problem is the one command that mends it. An earlier problem may be the cause of later\n"
+        "ones. Nothing is changed. Exit status: 0 without a problem, 1 with one.");
+    command->callback([options, &action] { action = [options] { diagnose(*options); }; });
+}
+
+} // namespace tarnel::command

@@ -1,0 +1,315 @@
+#include "Tarnel.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <linux/FakeBlueZ.hpp>
+#include <linux/PrivateBus.hpp>
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <thread>
+
+namespace tarnel::test {
+namespace {
+
+using nlohmann::json;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+constexpr const char* phoneAddress = "00:AA:01:00:00:77";
+constexpr const char* outCharacteristic = "39191401-bfc2-4bee-a81a-28c23b6ac84a";
+constexpr const char* inCharacteristic = "39191402-bfc2-4bee-a81a-28c23b6ac84a";
+constexpr const char* batteryLevel = "00002a19-0000-1000-8000-00805f9b34fb";
+constexpr int usage = 2;
+constexpr int failed = 1;
+constexpr int patience = 30'000; ///< in milliseconds
+
+/// A machine whose Bluetooth daemon is played, for commands that are run on it.
+class BluetoothMachine {
+public:
+    explicit BluetoothMachine(bool isForbidden = false) : bus(isForbidden), bluez(bus.address()) {
+        ::setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.address().c_str(), 1);
+    }
+    ~BluetoothMachine() { ::unsetenv("DBUS_SYSTEM_BUS_ADDRESS"); }
+    BluetoothMachine(const BluetoothMachine&) = delete;
+    BluetoothMachine& operator=(const BluetoothMachine&) = delete;
+
+    PrivateBus bus;
+    FakeBlueZ bluez;
+};
+
+/// `tarnel glasses --air --json` that runs.
+class RunningGlasses {
+public:
+    explicit RunningGlasses(std::vector<std::string> arguments = {}) {
+        machine.bluez.addAdapter("hci0");
+        machine.bluez.start();
+        std::vector<std::string> all{TARNEL_COMMAND, "glasses", "--air", "--json"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        process = std::make_unique<Process>(all);
+        EXPECT_TRUE(await("state", [](const json& event) { return event["isAdvertising"] == true; }));
+    }
+
+    /// The next event of this kind that is so; none when the command ends before.
+    std::optional<json> await(
+        const std::string& kind, const std::function<bool(const json&)>& condition = [](const json&) { return true; }) {
+        while (const auto line = process->readLine(patience)) {
+            const auto event = json::parse(*line);
+            if (event["event"] == kind && condition(event)) {
+                return event;
+            }
+        }
+        return std::nullopt;
+    }
+    void connect() {
+        FakeDevice phone{.address = phoneAddress, .name = "Phone"};
+        phone.isAdvertising = false;
+        machine.bluez.addDevice(phone);
+        machine.bluez.connectByAnother(phoneAddress);
+        const auto event = await("connected");
+        ASSERT_TRUE(event);
+        EXPECT_EQ((*event)["address"], phoneAddress);
+        EXPECT_EQ((*event)["name"], "Phone");
+    }
+    void write(const std::string& message) {
+        Bytes chunk{0};
+        chunk.insert(chunk.end(), message.begin(), message.end());
+        machine.bluez.centralWrites(phoneAddress, outCharacteristic, chunk, {{"mtu", std::uint16_t{517}}});
+    }
+
+    static bool eventually(const std::function<bool()>& condition) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > end) {
+                return false;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        return true;
+    }
+
+    BluetoothMachine machine;
+    std::unique_ptr<Process> process;
+};
+
+TEST(GlassesCommand, wantsToKnowOnWhichAir) {
+    const auto result = runTarnel({"glasses"});
+    EXPECT_EQ(result.status, usage);
+    EXPECT_THAT(result.error, HasSubstr("Give --air"));
+}
+
+TEST(GlassesCommand, refusesOutputsThatMeet) {
+    EXPECT_EQ(runTarnel({"glasses", "--air", "--show", "--json"}).status, usage);
+    EXPECT_EQ(runTarnel({"glasses", "--air", "--frame", "-"}).status, usage);
+    EXPECT_EQ(runTarnel({"glasses", "--air", "--trace", "-"}).status, usage);
+    EXPECT_EQ(runTarnel({"glasses", "--air", "--frame", "same.png", "--trace", "same.png"}).status, usage);
+    EXPECT_EQ(runTarnel({"glasses", "--air", "--protocol", "3"}).status, usage);
+    EXPECT_EQ(runTarnel({"glasses", "--air", "--battery", "101"}).status, usage);
+}
+
+TEST(GlassesCommand, saysWhatKeepsThemOffTheAirAndWhatToDo) {
+    const auto said = [](const std::vector<std::string>& extra = {}) {
+        std::vector<std::string> arguments{"glasses", "--air"};
+        arguments.insert(arguments.end(), extra.begin(), extra.end());
+        const auto result = runTarnel(arguments);
+        EXPECT_EQ(result.status, failed);
+        EXPECT_EQ(lines(result.error).size(), 1U) << result.error;
+        return result.error;
+    };
+    {
+        BluetoothMachine machine;
+        EXPECT_THAT(said(), AllOf(StartsWith("tarnel: the Bluetooth service does not answer"),
+                                  HasSubstr("systemctl start bluetooth")));
+        machine.bluez.start();
+        EXPECT_THAT(said(), StartsWith("tarnel: there is no Bluetooth adapter;"));
+        EXPECT_THAT(said({"--adapter", "hci7"}), StartsWith("tarnel: there is no Bluetooth adapter hci7;"));
+        machine.bluez.addAdapter("hci0", false);
+        EXPECT_THAT(said(), AllOf(StartsWith("tarnel: the Bluetooth adapter is off"), HasSubstr("power on")));
+        machine.bluez.setPowered("hci0", true);
+        machine.bluez.refuseAdvertisements(1000);
+        EXPECT_THAT(said(), HasSubstr("Maximum advertisements reached"));
+    }
+    {
+        BluetoothMachine machine(true);
+        machine.bluez.addAdapter("hci0");
+        machine.bluez.start();
+        EXPECT_THAT(said(), StartsWith("tarnel: this user may not use the Bluetooth service"));
+    }
+    {
+        BluetoothMachine machine;
+        machine.bluez.forbidPeripherals();
+        machine.bluez.addAdapter("hci0");
+        machine.bluez.start();
+        EXPECT_THAT(said(), AllOf(HasSubstr("cannot be a peripheral"), HasSubstr("BlueZ")));
+    }
+    {
+        BluetoothMachine machine;
+        machine.bus.stop();
+        EXPECT_THAT(said(), StartsWith("tarnel: the Bluetooth service does not answer"));
+    }
+}
+
+TEST(GlassesCommand, advertisesWhatItsOptionsSay) {
+    RunningGlasses glasses({"--name", "Test Glasses", "--protocol", "1", "--pairing", "--advertising", "other",
+                            "--battery", "42", "--adapter", "hci0"});
+    const auto advertisement = glasses.machine.bluez.advertisement();
+    ASSERT_TRUE(advertisement);
+    EXPECT_EQ(advertisement->name, "Test Glasses");
+    EXPECT_EQ(advertisement->manufacturer, (std::map<std::uint16_t, Bytes>{{0xffff, {1}}}));
+    EXPECT_THAT(glasses.machine.bluez.publishedFlags(outCharacteristic),
+                ::testing::UnorderedElementsAre("encrypt-read", "encrypt-write"));
+    glasses.connect();
+    EXPECT_EQ(glasses.machine.bluez.centralReads(phoneAddress, batteryLevel).value, Bytes{42});
+}
+
+TEST(GlassesCommand, tellsWhatHappens) {
+    RunningGlasses glasses;
+    glasses.connect();
+    glasses.machine.bluez.centralSubscribes(inCharacteristic);
+    const auto subscribed = glasses.await("subscribed");
+    ASSERT_TRUE(subscribed);
+    EXPECT_EQ((*subscribed)["characteristic"], "39191402-BFC2-4BEE-A81A-28C23B6AC84A");
+    EXPECT_EQ((*subscribed)["value"], true);
+    glasses.write(std::string("\x81\xa3") + "led" + "\x05");
+    const auto message = glasses.await("message");
+    ASSERT_TRUE(message);
+    EXPECT_EQ((*message)["bytes"], 6);
+    EXPECT_EQ((*message)["value"], (json{{"led", 5}}));
+    glasses.write(std::string("\x81\xa3") + "xyz" + "\x05");
+    const auto error = glasses.await("error");
+    ASSERT_TRUE(error);
+    EXPECT_EQ((*error)["code"], 1);
+    glasses.machine.bluez.dropConnection(phoneAddress);
+    EXPECT_TRUE(glasses.await("disconnected"));
+}
+
+TEST(GlassesCommand, takesCommandsAsLines) {
+    RunningGlasses glasses;
+    glasses.connect();
+    glasses.machine.bluez.centralSubscribes(inCharacteristic);
+    glasses.machine.bluez.centralSubscribes(batteryLevel);
+    ASSERT_TRUE(glasses.await("subscribed"));
+    ASSERT_TRUE(glasses.await("subscribed"));
+    for (const auto& [line, text] :
+         std::vector<std::pair<std::string, std::string>>{{"tap 2", "tap 2"},
+                                                          {"t", "tap 1"},
+                                                          {"3", "tap 3"},
+                                                          {"p", "power button 1"},
+                                                          {"b", "battery 70 %"},
+                                                          {"c", "battery 70 %, charging"},
+                                                          {"battery 5", "battery 5 %, charging"},
+                                                          {"charging off", "battery 5 %"},
+                                                          {"s", "stalled"},
+                                                          {"stall off", "goes on"},
+                                                          {"name Other", "name Other"},
+                                                          {"timeout", "timeout"}}) {
+        glasses.process->writeLine(line);
+        const auto done = glasses.await("command");
+        ASSERT_TRUE(done) << line;
+        EXPECT_EQ((*done)["text"], text);
+    }
+    EXPECT_TRUE(RunningGlasses::eventually([&] { return glasses.machine.bluez.alias() == "Other"; }));
+    EXPECT_TRUE(RunningGlasses::eventually([&] {
+        const auto levels = glasses.machine.bluez.notified(batteryLevel);
+        return !levels.empty() && levels.back() == Bytes{5};
+    }));
+    EXPECT_TRUE(RunningGlasses::eventually([&] {
+        const auto values = glasses.machine.bluez.notified(inCharacteristic);
+        return !values.empty() && std::string(values.front().begin(), values.front().end()).find("tap") == 3;
+    }));
+    glasses.process->writeLine("d");
+    EXPECT_TRUE(glasses.await("disconnected"));
+    glasses.process->writeLine("update on");
+    EXPECT_TRUE(RunningGlasses::eventually([&] {
+        const auto advertisement = glasses.machine.bluez.advertisement();
+        return advertisement && advertisement->services.front() == "0000fe59-0000-1000-8000-00805f9b34fb";
+    }));
+    glasses.process->writeLine("range off");
+    EXPECT_TRUE(RunningGlasses::eventually([&] { return !glasses.machine.bluez.advertisement(); }));
+    glasses.process->writeLine("r");
+    EXPECT_TRUE(RunningGlasses::eventually([&] { return glasses.machine.bluez.advertisement().has_value(); }));
+}
+
+TEST(GlassesCommand, refusesLinesThatMeanNothingAndGoesOn) {
+    RunningGlasses glasses;
+    for (const std::string line : {"nonsense", "tap", "tap 0", "tap x", "tap 99999999999999999999", "battery 101",
+                                   "charging perhaps", "name", "\xff\xfe", "T"}) {
+        glasses.process->writeLine(line);
+        const auto refused = glasses.await("refused");
+        ASSERT_TRUE(refused) << line;
+        EXPECT_FALSE((*refused)["text"].get<std::string>().empty());
+    }
+    glasses.process->writeLine("?");
+    EXPECT_TRUE(glasses.await("help"));
+    glasses.process->writeLine("");
+    glasses.process->writeLine("q");
+    EXPECT_EQ(glasses.process->wait(), 0);
+}
+
+TEST(GlassesCommand, goesOnWithoutInput) {
+    RunningGlasses glasses;
+    glasses.process->input().closeWriting();
+    glasses.connect();
+    EXPECT_EQ(glasses.machine.bluez.centralReads(phoneAddress, batteryLevel).value, Bytes{80});
+}
+
+TEST(GlassesCommand, endsCleanlyOnASignal) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        RunningGlasses glasses({"--name", "Signalled"});
+        EXPECT_TRUE(RunningGlasses::eventually([&] { return glasses.machine.bluez.alias() == "Signalled"; }));
+        glasses.connect();
+        glasses.process->signal(signal);
+        EXPECT_EQ(glasses.process->wait(), 0);
+        EXPECT_TRUE(RunningGlasses::eventually([&] { return glasses.machine.bluez.alias() == "machine"; }));
+        EXPECT_TRUE(
+            RunningGlasses::eventually([&] { return !glasses.machine.bluez.device(phoneAddress).isConnected; }));
+        EXPECT_EQ(glasses.machine.bluez.calls("UnregisterApplication"), 1);
+    }
+}
+
+TEST(GlassesCommand, comesBackWithTheDaemon) {
+    RunningGlasses glasses;
+    glasses.machine.bluez.crash();
+    EXPECT_TRUE(glasses.await("state", [](const json& event) { return event["radio"] == "noService"; }));
+    glasses.machine.bluez.start();
+    EXPECT_TRUE(glasses.await("state", [](const json& event) { return event["isAdvertising"] == true; }));
+}
+
+// Messages of an application: it takes the display, and fills a square of 2 x 2 pixels with level 3.
+const std::string takesDisplay = std::string("\x81\xa7") + "control" + "\x95\xc2\xcc\xb4\x04\xa3" + "app" + "\xc3";
+const std::string fillsSquare =
+    std::string("\x81\xa6") + "canvas" + "\x81\xab" + "cnvs_clrblk" + "\x95\x04\x06\x06\x08\x03";
+const std::string flushes = std::string("\x81\xa6") + "canvas" + "\x81\xa5" + "flush" + "\xc0";
+
+TEST(GlassesCommand, keepsAPictureOfTheDisplay) {
+    const TemporaryFolder folder;
+    RunningGlasses glasses({"--frame", folder / "frame.png", "--trace", folder / "trace.jsonl"});
+    EXPECT_EQ(levelsOfFrame(folder / "frame.png"), Bytes(640 * 480, 0));
+    glasses.connect();
+    glasses.write(takesDisplay);
+    glasses.write(fillsSquare);
+    glasses.write(flushes);
+    const auto event = glasses.await("frame", [](const json& frame) { return frame["isDark"] == false; });
+    ASSERT_TRUE(event);
+    EXPECT_EQ((*event)["file"], folder / "frame.png");
+    Bytes expected(640 * 480, 0);
+    for (const std::size_t pixel : {6U * 640 + 4, 6U * 640 + 5, 7U * 640 + 4, 7U * 640 + 5}) {
+        expected[pixel] = 3;
+    }
+    EXPECT_EQ(levelsOfFrame(folder / "frame.png"), expected);
+    EXPECT_EQ(summaryOfTrace(folder / "trace.jsonl").writesWithoutResponse, 3U);
+}
+
+TEST(GlassesCommand, refusesAFileThatCannotBeWritten) {
+    const auto result = runTarnel({"glasses", "--air", "--frame", "/no/such/folder/frame.png"});
+    EXPECT_EQ(result.status, failed);
+    EXPECT_THAT(result.error, HasSubstr("/no/such/folder/frame.png"));
+}
+
+} // namespace
+} // namespace tarnel::test
