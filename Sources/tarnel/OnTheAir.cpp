@@ -95,10 +95,15 @@ void OnTheAir::advance(platform::Duration duration) {
 
 void OnTheAir::awaitBluetooth() {
     auto& manager = TarnelManager::shared();
-    const auto isReady = [&] { return manager.isReady.value(); };
+    // The two become true one after the other, and a scan needs both.
+    const auto isReady = [&] { return manager.isReady.value() && manager.isBluetoothEnabled.value(); };
     const auto isKnown = [&] { return isReady() || record_->state() != CentralState::unknown; };
     loop_.runUntil(isKnown, silenceLimit);
-    if (!loop_.runUntil(isReady, bluetoothLimit)) {
+    const auto start = now();
+    while (!loop_.runUntil(isReady, step)) {
+        if (now() - start < bluetoothLimit) {
+            continue;
+        }
         throw Failure(whyNotReady(record_->state(), options_.air.adapter) +
                       "; tarnel doctor tells what to do about it");
     }
