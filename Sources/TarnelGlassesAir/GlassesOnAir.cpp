@@ -1,4 +1,6 @@
 #include <TarnelGlassesAir/GlassesOnAir.hpp>
+#include <TarnelLinux/BlueZBluetooth.hpp>
+#include <TarnelLinux/bluez/Address.hpp>
 #include <TarnelLinux/bluez/PeripheralManager.hpp>
 
 #include <algorithm>
@@ -52,8 +54,15 @@ std::shared_ptr<GlassesOnAir> GlassesOnAir::make(const std::shared_ptr<Radio>& r
                                                  const std::shared_ptr<SimulatedGlasses>& glasses, OnAirOptions options,
                                                  std::weak_ptr<OnAirObserver> observer) {
     auto onAir = std::make_shared<GlassesOnAir>(Key{}, radio->queuePointer(), glasses, std::move(observer));
-    // What the manager tells waits on the queue until it is there.
+    // What the two tell waits on the queue until both are there.
     radio->queue().sync([&] {
+        if (options.readsNotifications) {
+            onAir->notifications_ = std::make_shared<HostNotificationsOnAir>(
+                std::make_shared<BlueZBluetooth>(
+                    BlueZOptions{.adapter = options.adapter, .busAddress = options.busAddress}),
+                radio->queuePointer(), glasses);
+            onAir->notifications_->start();
+        }
         onAir->manager_ =
             bluez::PeripheralManager::make({std::move(options.busAddress), std::move(options.adapter)}, onAir);
         radio->addListener(onAir);
@@ -134,6 +143,18 @@ void GlassesOnAir::servicesChanged() {
     manager_->renewServices();
 }
 
+void GlassesOnAir::notificationsWanted() {
+    if (notifications_) {
+        notifications_->subscribe();
+    }
+}
+
+void GlassesOnAir::controlPointWritten(ByteView value) {
+    if (notifications_) {
+        notifications_->write(value);
+    }
+}
+
 void GlassesOnAir::nameChanged(const std::string&) {
     update();
 }
@@ -156,6 +177,9 @@ void GlassesOnAir::open(const ConnectedCentral& central) {
     link_ = std::make_shared<OnAirLink>(queue_);
     glasses_->open(link_, weak_from_this());
     tell([&](auto& observer) { observer.connected(central); });
+    if (const auto identifier = bluez::identifierOfAddress(central.address); identifier && notifications_) {
+        notifications_->connected(*identifier);
+    }
     if (central.isBonded) {
         bond(central);
     }
@@ -187,6 +211,9 @@ void GlassesOnAir::centralDisconnected(const std::string& id) {
             return;
         }
         self.central_.reset();
+        if (self.notifications_) {
+            self.notifications_->disconnected();
+        }
         if (std::exchange(self.link_, nullptr)) {
             self.glasses_->closed();
         }

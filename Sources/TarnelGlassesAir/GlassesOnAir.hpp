@@ -2,6 +2,7 @@
 
 #include <TarnelGlasses/Radio.hpp>
 #include <TarnelGlasses/SimulatedGlasses.hpp>
+#include <TarnelGlassesAir/HostNotificationsOnAir.hpp>
 #include <TarnelGlassesAir/OnAirLink.hpp>
 #include <TarnelLinux/bluez/LocalService.hpp>
 #include <TarnelLinux/bluez/PeripheralManagerDelegate.hpp>
@@ -27,6 +28,8 @@ struct OnAirOptions {
     std::optional<std::string> adapter = std::nullopt;
     /// The D-Bus address of the bus that the Bluetooth daemon is on; the system's bus when empty.
     std::optional<std::string> busAddress = std::nullopt;
+    /// The glasses read the notifications that a host shares. Where the host asks for it, they pair for that.
+    bool readsNotifications = false;
 };
 
 /// Told on the radio's queue. Every operation has an empty default.
@@ -71,6 +74,8 @@ public:
     void closed(const platform::BluetoothError& error) override;
     void servicesChanged() override;
     void nameChanged(const std::string& name) override;
+    void notificationsWanted() override;
+    void controlPointWritten(ByteView value) override;
 
     // The adapter's news, on a thread of its own.
 
@@ -107,7 +112,8 @@ private:
     const std::shared_ptr<SimulatedGlasses> glasses_;
     const std::weak_ptr<OnAirObserver> observer_;
     std::shared_ptr<bluez::PeripheralManager> manager_;
-    std::atomic<std::size_t> underWay_ = 0; ///< bytes of values that the queue has not come to
+    std::shared_ptr<HostNotificationsOnAir> notifications_; ///< null when the glasses read none
+    std::atomic<std::size_t> underWay_ = 0;                 ///< bytes of values that the queue has not come to
 
     // On the radio's queue.
     std::optional<bluez::ConnectedCentral> central_;

@@ -91,7 +91,7 @@ std::string shortened(std::string text) {
 
 } // namespace
 
-AirSession::AirSession(const AirOptions& options)
+AirSession::AirSession(const AirSessionOptions& options)
     : options_(options), signals_(signalDescriptor()), radio_(glasses::Radio::make(scheduler_, now)),
       glasses_(glasses::SimulatedGlasses::make(radio_, options.glasses)), commands_(glasses_) {
     // A reader that has seen enough ends the session, which then leaves the adapter as it was.

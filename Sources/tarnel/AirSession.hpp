@@ -26,7 +26,7 @@
 
 namespace tarnel::command {
 
-struct AirOptions {
+struct AirSessionOptions {
     glasses::GlassesOptions glasses;
     glasses::OnAirOptions air;
     std::optional<std::string> frame; ///< picture file that follows the display
@@ -41,7 +41,7 @@ class AirSession final : public glasses::OnAirObserver, public std::enable_share
 public:
     /// Called on the main thread, before any other thread is there: the threads leave the signals to it. Throws
     /// `Failure` when a file cannot be written.
-    explicit AirSession(const AirOptions& options);
+    explicit AirSession(const AirSessionOptions& options);
     ~AirSession() override;
     AirSession(const AirSession&) = delete;
     AirSession& operator=(const AirSession&) = delete;
@@ -82,7 +82,7 @@ private:
     void guard(const std::function<void()>& step);
     void finish(std::exception_ptr failure = nullptr);
 
-    const AirOptions options_;
+    const AirSessionOptions options_;
     const int signals_;
     std::optional<OutputFile> frameFile_;
     std::optional<TraceWriter> trace_;

@@ -41,7 +41,7 @@ nothing. What happens is told line by line, with --json as
 What keeps the glasses off the air in the beginning ends the command; later they come back by themselves.
 While it runs the adapter has the glasses' name, and the Bluetooth service asks this command when a device pairs.)";
 
-struct GlassesCommandOptions : AirOptions {
+struct GlassesCommandOptions : AirSessionOptions {
     bool isOnAir = false;
 };
 

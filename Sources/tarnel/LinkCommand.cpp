@@ -20,10 +20,12 @@ namespace tarnel::command {
 namespace {
 
 constexpr std::size_t longestAnswer = 64;
+/// How long others may take to be heard once one pair was.
+constexpr std::chrono::seconds othersLimit(3);
 
 struct LinkOptions {
     std::optional<std::string> wanted; ///< name, address or identifier
-    double seconds = 5;
+    double seconds = 10;
     bool asJSON = false;
     AirOptions air;
 };
@@ -81,14 +83,16 @@ FoundGlasses find(OnTheAir& surroundings, const LinkOptions& options) {
     {
         StatusLine line;
         line.show("searching for glasses");
-        surroundings.loop().runUntil(
-            [&] {
-                const auto found = candidates(scan, options);
-                return options.wanted && std::any_of(found.begin(), found.end(), [&](const FoundGlasses& glasses) {
-                           return isExactly(glasses, *options.wanted);
-                       });
-            },
-            time);
+        const auto isDecided = [&] {
+            const auto found = candidates(scan, options);
+            return options.wanted && std::any_of(found.begin(), found.end(), [&](const FoundGlasses& glasses) {
+                       return isExactly(glasses, *options.wanted);
+                   });
+        };
+        const auto start = surroundings.now();
+        surroundings.loop().runUntil([&] { return !candidates(scan, options).empty(); }, time);
+        const auto left = time - (surroundings.now() - start);
+        surroundings.loop().runUntil(isDecided, std::min<platform::Duration>(left, othersLimit));
     }
     const auto found = candidates(scan, options);
     if (!found.empty()) {
@@ -105,7 +109,7 @@ FoundGlasses find(OnTheAir& surroundings, const LinkOptions& options) {
     throw Failure("no glasses called " + *options.wanted + " were found, but others; tarnel link ADDRESS takes one");
 }
 
-void link(const LinkOptions& options) {
+void linkGlasses(const LinkOptions& options) {
     reserveStandardOutput();
     OnTheAir surroundings(options.air, OnTheAir::Connections::held);
     const FoundGlasses glasses = find(surroundings, options);
@@ -148,7 +152,7 @@ void addLink(CLI::App& app, Action& action) {
     command->formatter(usage("Usage: tarnel link [NAME|ADDRESS|IDENTIFIER] [--seconds N]"));
     command->add_option("GLASSES", options->wanted, "Which, as tarnel scan tells them; not needed for the only pair")
         ->type_name("");
-    command->add_option("--seconds", options->seconds, "How long to look for them, 0.1 to 3600 (default 5)")
+    command->add_option("--seconds", options->seconds, "How long to look for them at most, 0.1 to 3600 (default 10)")
         ->type_name("N")
         ->check(CLI::Range(0.1, 3600.0).description(""));
     command->add_flag("--json", options->asJSON, "Describe them in JSON");
@@ -156,7 +160,7 @@ void addLink(CLI::App& app, Action& action) {
     command->footer(
         "Where several pairs are around, they are listed, and on a terminal one is asked for. The link is\n"
         "kept until tarnel unlink or the next tarnel link, and commands connect the glasses by themselves.");
-    command->callback([options, &action] { action = [options] { link(*options); }; });
+    command->callback([options, &action] { action = [options] { linkGlasses(*options); }; });
 }
 
 void addUnlink(CLI::App& app, Action& action) {

@@ -13,6 +13,13 @@
 
 namespace tarnel::command {
 
+namespace {
+
+/// What a controller says when it does not know (Bluetooth Core Specification, Vol 4, Part E, 7.7.65.2).
+constexpr int unknownStrength = 127;
+
+} // namespace
+
 struct Scan::List {
     struct Entry {
         platform::PeripheralPointer peripheral;
@@ -64,7 +71,7 @@ FoundGlasses Scan::describe(const platform::PeripheralPointer& peripheral, bool 
     if (own == heard.end()) {
         found.isInUse = true;
     } else {
-        found.rssi = own->rssi;
+        found.rssi = own->rssi == unknownStrength ? std::nullopt : std::optional(own->rssi);
         found.name = found.name.empty() ? own->advertisement.localName.value_or("") : found.name;
     }
     const auto linked = surroundings_.device();

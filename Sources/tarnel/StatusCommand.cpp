@@ -21,7 +21,7 @@ struct StatusOptions {
     AirOptions air;
 };
 
-double seconds(platform::Duration duration) {
+double inSeconds(platform::Duration duration) {
     return std::chrono::duration<double>(duration).count();
 }
 
@@ -37,7 +37,7 @@ JSON::Object stateOf(OnTheAir& surroundings) {
     const auto device = surroundings.device();
     const auto attempt = surroundings.record().attempt();
     const auto ago = [&](const std::optional<platform::Duration>& time) {
-        return time ? JSON(seconds(surroundings.now() - *time)) : JSON();
+        return time ? JSON(inSeconds(surroundings.now() - *time)) : JSON();
     };
     JSON::Object object{{"bluetooth", nameOf(surroundings.record().state(), centralStates)},
                         {"linked", device != nullptr}};

@@ -24,8 +24,8 @@ public:
     Client& operator=(const Client&) = delete;
 
     /// Scans for a pair of glasses. All of these wait, and give false when it does not come about.
-    bool find(std::chrono::seconds patience = std::chrono::seconds(30));
-    bool connect(std::chrono::seconds patience = std::chrono::seconds(30));
+    bool find(std::chrono::seconds patience = std::chrono::seconds(60));
+    bool connect(std::chrono::seconds patience = std::chrono::seconds(60));
     bool disconnect();
     /// Services, characteristics, and the subscription to what the glasses send.
     bool open();
@@ -34,7 +34,7 @@ public:
 
     /// How often the event came: "on", "found", "connected", "disconnected", "subscribed", "refused 5", "failed 14".
     int count(const std::string& event);
-    bool await(const std::string& event, int times = 1, std::chrono::seconds patience = std::chrono::seconds(30));
+    bool await(const std::string& event, int times = 1, std::chrono::seconds patience = std::chrono::seconds(60));
     std::vector<std::string> events();
     platform::BluetoothPeripheral& peripheral() { return *peripheral_; }
 

@@ -24,15 +24,15 @@ public:
     Host& operator=(const Host&) = delete;
 
     /// Runs the main queue until it holds; false when it does not within the time.
-    bool await(const std::function<bool()>& condition, std::chrono::milliseconds patience = std::chrono::seconds(30));
+    bool await(const std::function<bool()>& condition, std::chrono::milliseconds patience = std::chrono::seconds(60));
     /// Lets the application run for so long.
     void run(std::chrono::milliseconds duration);
 
     TarnelManager& manager() { return TarnelManager::shared(); }
     std::shared_ptr<Tarnel> device() { return manager().currentDevice(); }
     bool isConnected();
-    bool awaitConnection(std::chrono::milliseconds patience = std::chrono::seconds(30));
-    bool awaitDrop(std::chrono::milliseconds patience = std::chrono::seconds(30));
+    bool awaitConnection(std::chrono::milliseconds patience = std::chrono::seconds(60));
+    bool awaitDrop(std::chrono::milliseconds patience = std::chrono::seconds(60));
 
     /// Scans until so many pairs of glasses are found.
     bool scan(std::size_t count = 1);

@@ -93,8 +93,8 @@ TEST_F(Link, drawsOnTheChosenOneOfTwoPairs) {
     host.emplace();
     ASSERT_TRUE(host->scan(2));
     const auto found = host->found();
-    const auto chosen = std::find_if(found.begin(), found.end(),
-                                     [](const auto& peripheral) { return peripheral->name() == "Second"; });
+    const auto chosen =
+        std::find_if(found.begin(), found.end(), [](const auto& peripheral) { return peripheral->name() == "Second"; });
     ASSERT_NE(chosen, found.end());
     host->manager().link(*chosen, [](const auto&) {});
     ASSERT_TRUE(host->awaitConnection());

@@ -18,7 +18,12 @@ using namespace std::chrono_literals;
 /// A machine with two controllers that hear each other: the application's, hci0, and that of a pair of glasses.
 class RadioTest : public ::testing::Test {
 protected:
-    void SetUp() override { Host::eraseSettings(); }
+    void SetUp() override {
+        if (hasKernelFailed()) {
+            GTEST_SKIP() << "a case before this one has brought the kernel's Bluetooth down";
+        }
+        Host::eraseSettings();
+    }
     void TearDown() override {
         host.reset();
         glasses.clear();

@@ -84,6 +84,13 @@ bool eventually(const std::function<bool()>& condition, std::chrono::millisecond
     return true;
 }
 
+bool hasKernelFailed() {
+    constexpr unsigned long died = 1UL << 7; // TAINT_DIE
+    unsigned long taint = 0;
+    std::ifstream("/proc/sys/kernel/tainted") >> taint;
+    return (taint & died) != 0;
+}
+
 std::string Stack::folder() {
     return "/run/radio";
 }
@@ -159,6 +166,10 @@ bool Stack::awaitAdapter(const std::string& name) {
     });
 }
 
+bool Stack::isDiscovering(const std::string& adapter) const {
+    return adapterProxy(adapter)->getProperty("Discovering").onInterface(adapterInterface).get<bool>();
+}
+
 void Stack::setPowered(const std::string& adapter, bool isPowered) {
     adapterProxy(adapter)->setProperty("Powered").onInterface(adapterInterface).toValue(isPowered);
 }
@@ -183,19 +194,15 @@ void Stack::removeDevice(const std::string& adapter, const std::string& address)
         .withArguments(sdbus::ObjectPath(path));
 }
 
-std::string Stack::addressOf(const std::string& adapter) const {
-    return adapterProxy(adapter)->getProperty("Address").onInterface(adapterInterface).get<std::string>();
+bool Stack::isBonded(const std::string& adapter) const {
+    const auto connection = sdbus::createSystemBusConnection();
+    const auto devices = devicesOf(*connection, adapter);
+    return std::any_of(devices.begin(), devices.end(),
+                       [](const auto& entry) { return entry.second.at("Paired").template get<bool>(); });
 }
 
-std::string Stack::addressOfDevice(const std::string& adapter, const std::string& name) const {
-    const auto connection = sdbus::createSystemBusConnection();
-    for (const auto& [path, device] : devicesOf(*connection, adapter)) {
-        const auto own = device.find("Name");
-        if (own != device.end() && own->second.get<std::string>() == name) {
-            return device.at("Address").get<std::string>();
-        }
-    }
-    return "";
+std::string Stack::addressOf(const std::string& adapter) const {
+    return adapterProxy(adapter)->getProperty("Address").onInterface(adapterInterface).get<std::string>();
 }
 
 std::string Stack::connectByAnother(const std::string& adapter) {

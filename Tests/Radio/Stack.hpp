@@ -13,7 +13,11 @@
 namespace tarnel::radio {
 
 /// Waits, looking again and again, until it holds; false when it does not within the time.
-bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds patience = std::chrono::seconds(30));
+bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds patience = std::chrono::seconds(60));
+
+/// Whether the kernel has stumbled over a mistake of its own since it was started; its Bluetooth is then not to be
+/// relied upon.
+bool hasKernelFailed();
 
 /// This machine's Bluetooth: the system bus, controllers that share one simulated air, and the Bluetooth service. Only
 /// to be made in the virtual machine, where nothing else of the kind runs.
@@ -41,14 +45,15 @@ public:
 
     /// Waits until the service has the adapter and it is switched on.
     bool awaitAdapter(const std::string& name);
+    bool isDiscovering(const std::string& adapter) const;
     void setPowered(const std::string& adapter, bool isPowered);
     /// All radios, as the switch of an aeroplane mode does.
     void block(bool isBlocked);
     /// Has the service forget the bond and all else that it knows of the device.
     void removeDevice(const std::string& adapter, const std::string& address);
+    /// Whether the service has a bond with a device of the adapter.
+    bool isBonded(const std::string& adapter) const;
     std::string addressOf(const std::string& adapter) const;
-    /// Of the device with this name; empty when the service knows none.
-    std::string addressOfDevice(const std::string& adapter, const std::string& name) const;
     /// Another program looks for glasses and connects them; gives their address, empty when it does not succeed.
     std::string connectByAnother(const std::string& adapter);
 

@@ -18,8 +18,8 @@ namespace {
 using namespace std::chrono_literals;
 using platform::NotificationAction;
 using platform::PresentationOptions;
-using test::NotifyingApplication;
 using test::noError;
+using test::NotifyingApplication;
 using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;

@@ -84,12 +84,13 @@ private:
 /// Glasses on the air of a daemon that is played.
 class Air {
 public:
-    explicit Air(const GlassesOptions& options = {}) : bluez(bus.address()) {
+    explicit Air(const GlassesOptions& options = {}, bool readsNotifications = false) : bluez(bus.address()) {
         bluez.addAdapter("hci0");
         bluez.start();
         radio = glasses::Radio::make(scheduler, [] { return std::chrono::steady_clock::now().time_since_epoch(); });
         pair = SimulatedGlasses::make(radio, options);
-        onAir = GlassesOnAir::make(radio, pair, {.busAddress = bus.address()}, record);
+        onAir = GlassesOnAir::make(radio, pair, {.busAddress = bus.address(), .readsNotifications = readsNotifications},
+                                   record);
         EXPECT_TRUE(record->await("advertising"));
     }
     ~Air() {
@@ -99,8 +100,12 @@ public:
     Air(const Air&) = delete;
     Air& operator=(const Air&) = delete;
 
-    void connect(bool isBonded = false) {
-        test::FakeDevice phone{.address = phoneAddress, .name = "Phone", .isAdvertising = false, .isBonded = isBonded};
+    void connect(bool isBonded = false, std::vector<test::FakeService> gatt = {}) {
+        test::FakeDevice phone{.address = phoneAddress,
+                               .name = "Phone",
+                               .isAdvertising = false,
+                               .isBonded = isBonded,
+                               .gatt = std::move(gatt)};
         bluez.addDevice(phone);
         bluez.connectByAnother(phoneAddress);
         ASSERT_TRUE(record->await("connected " + std::string(phoneAddress)));
@@ -475,6 +480,54 @@ TEST(OnAirLink, deliversInOneOrderAndNothingOnceClosed) {
     EXPECT_FALSE(link->sendToGlasses(5, [&] { arrived.push_back(5); }));
     scheduler.run();
     EXPECT_THAT(arrived, ElementsAre(1, 2, 3));
+}
+
+constexpr const char* notificationService = "7905f431-b5ce-4e99-a40f-4b1e122d00d0";
+constexpr const char* notificationSource = "9fbf120d-6301-42d9-8c58-25e699a21dbd";
+constexpr const char* controlPoint = "69d1d8f3-45e1-49a8-9821-9bbdfdaad9d9";
+constexpr const char* hostData = "22eac6e9-24d6-4bb5-be44-b36ace7c7bfb";
+
+std::vector<test::FakeService> notificationServices() {
+    return {{notificationService,
+             {{.uuid = notificationSource, .flags = {"notify"}},
+              {.uuid = controlPoint, .flags = {"write"}},
+              {.uuid = hostData, .flags = {"notify"}}}}};
+}
+
+TEST(GlassesOnAir, readTheNotificationsOfTheHost) {
+    Air air({}, true);
+    air.connect(true, notificationServices());
+    ASSERT_TRUE(air.eventually([&] {
+        return air.bluez.characteristic(phoneAddress, notificationSource).isNotifying &&
+               air.bluez.characteristic(phoneAddress, hostData).isNotifying;
+    }));
+    air.bluez.notify(phoneAddress, notificationSource, {0, 24, 0, 1, 1, 0, 0, 0});
+    ASSERT_TRUE(
+        air.eventually([&] { return air.bluez.characteristic(phoneAddress, controlPoint).written.size() == 1; }));
+    EXPECT_EQ(air.bluez.characteristic(phoneAddress, controlPoint).written.at(0),
+              (Bytes{0, 1, 0, 0, 0, 0, 1, 128, 0, 3, 0, 4}));
+    air.bluez.notify(phoneAddress, hostData, {0, 1, 0, 0, 0, 0, 1, 0, 'o', 1, 2, 0, 'H'});
+    air.bluez.notify(phoneAddress, hostData, {'i', 3, 1, 0, '!'});
+    ASSERT_TRUE(air.eventually([&] { return air.pair->notifications().size() == 1; }));
+    EXPECT_EQ(air.pair->notifications().at(0).title, "Hi");
+    EXPECT_EQ(air.pair->notifications().at(0).message, "!");
+    air.pair->clearNotification(1);
+    ASSERT_TRUE(
+        air.eventually([&] { return air.bluez.characteristic(phoneAddress, controlPoint).written.size() == 2; }));
+    EXPECT_EQ(air.bluez.characteristic(phoneAddress, controlPoint).written.at(1), (Bytes{2, 1, 0, 0, 0, 1}));
+    air.bluez.dropConnection(phoneAddress);
+    EXPECT_TRUE(air.eventually([&] { return air.pair->notifications().empty(); }));
+    EXPECT_TRUE(air.record->await("disconnected"));
+    EXPECT_TRUE(air.record->await("advertising", 2));
+    EXPECT_FALSE(air.bluez.device(phoneAddress).isConnected) << "glasses do not call a host back";
+}
+
+TEST(GlassesOnAir, leaveAHostAloneThatSharesNoNotifications) {
+    Air air({}, true);
+    air.connect();
+    EXPECT_EQ(air.read(batteryLevel).error, std::nullopt);
+    EXPECT_TRUE(air.pair->isConnected());
+    EXPECT_EQ(air.pair->notificationErrorCount(), 0U);
 }
 
 } // namespace

@@ -13,8 +13,8 @@ namespace {
 
 using platform::NotificationAction;
 using platform::PresentationOptions;
-using test::NotifyingApplication;
 using test::noError;
+using test::NotifyingApplication;
 using ::testing::ElementsAre;
 
 constexpr const char* displayServer = "/usr/bin/Xvfb";

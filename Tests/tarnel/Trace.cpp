@@ -15,7 +15,7 @@ namespace {
 constexpr int displayWidth = 640;
 constexpr int displayHeight = 480;
 constexpr std::uint8_t moreFlag = 0x80;
-constexpr const char* outCharacteristic = "39191401-BFC2-4BEE-A81A-28C23B6AC84A";
+constexpr const char* outCharacteristicText = "39191401-BFC2-4BEE-A81A-28C23B6AC84A";
 
 Bytes bytesOfDigits(const std::string& digits) {
     Bytes bytes;
@@ -93,7 +93,7 @@ Bytes levelsOfTrace(const std::string& path, double since) {
     std::map<int, Bytes> messages;
     for (const auto& line : lines(readText(path))) {
         const auto event = nlohmann::json::parse(line);
-        if (event.at("direction") == "notify" || event.at("characteristic") != outCharacteristic ||
+        if (event.at("direction") == "notify" || event.at("characteristic") != outCharacteristicText ||
             event.at("time").get<double>() < since) {
             continue;
         }

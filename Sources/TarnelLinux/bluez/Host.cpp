@@ -281,17 +281,22 @@ void Host::deviceChanged(const std::string& path, const Properties& changed) {
     const bool isHeard = std::any_of(changed.begin(), changed.end(), [](const auto& entry) {
         return entry.first == "RSSI" || entry.first == "ManufacturerData" || entry.first == "AdvertisingFlags";
     });
-    if (const auto isConnected = valueOf<bool>(changed, "Connected")) {
-        if (!*isConnected) {
+    if (const auto hasConnected = valueOf<bool>(changed, "Connected")) {
+        if (!*hasConnected) {
             directory_.setReadsNotifications(*address, false);
         }
-        links_.connectedChanged(*address, *isConnected);
+        links_.connectedChanged(*address, *hasConnected);
         for (const auto& weak : centrals_) {
             if (const auto central = weak.lock()) {
-                central->reachabilityChanged(*address, *isConnected);
+                central->reachabilityChanged(*address, *hasConnected);
             }
         }
         updateDiscovery();
+    }
+    // Services are resolved while there is a connection, and the signal of that one may be missing.
+    const bool isConnected = valueOf<bool>(*device, "Connected").value_or(false);
+    if (valueOf<bool>(changed, "ServicesResolved").value_or(isConnected) != isConnected) {
+        bus_.refresh(path, deviceInterface, "Connected", [] {});
     }
     if (isHeard && device->contains("RSSI")) {
         deviceSeen(*address, *device);
@@ -359,6 +364,10 @@ void Host::propertiesChanged(const std::string& path, const std::string& interfa
         deviceChanged(path, changed);
     } else if (interface == adapterInterface) {
         updateAdapter();
+        // A signal of the daemon's may be missing; what else it tells of the adapter is a reason to ask.
+        if (path == adapter_ && state_ == CentralState::poweredOff && !changed.contains("Powered")) {
+            bus_.refresh(path, adapterInterface, "Powered", [] {});
+        }
         if (path == adapter_ && valueOf<bool>(changed, "Discovering") == false) {
             discovery_.stopped();
         }

@@ -198,7 +198,7 @@ void Links::attempted(const std::string& address, const Failure* failure) {
     if (failure || !path || host_.isConnected(address)) {
         return concluded(address, failure);
     }
-    // BlueZ 5.66 does not always announce a connection that it has made.
+    // BlueZ 5.66 does not always announce a connection that it has made, or does so after it has answered.
     host_.bus().refresh(*path, deviceInterface, "Connected", [this, address, generation = generation_] {
         if (generation == generation_) {
             concluded(address, nullptr);

@@ -7,8 +7,7 @@
 namespace tarnel::bluez {
 namespace {
 
-constexpr const char* applicationPath = "/org/tarnel/notifications";
-constexpr Registration::Manager gattManager{gattManagerInterface, "RegisterApplication", "UnregisterApplication"};
+constexpr const char* notificationsPath = "/org/tarnel/notifications";
 constexpr int readNotPermitted = 0x02;
 constexpr std::size_t notificationHeader = 3; ///< opcode and handle
 constexpr std::size_t leastValueLength = 20;
@@ -76,7 +75,7 @@ void NotificationServer::update(const std::string& adapter, bool isWanted) {
     if (application_ || !connection_ || !bus_.properties(adapter_, gattManagerInterface)) {
         return;
     }
-    application_ = std::make_unique<GattApplication>(*connection_, applicationPath + std::to_string(++applications_),
+    application_ = std::make_unique<GattApplication>(*connection_, notificationsPath + std::to_string(++applications_),
                                                      services(), *this);
     registration_.begin(adapter_, application_->path());
 }

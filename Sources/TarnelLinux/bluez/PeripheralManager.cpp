@@ -13,7 +13,6 @@ namespace {
 
 constexpr const char* applicationPath = "/org/tarnel/application";
 constexpr const char* advertisementPath = "/org/tarnel/advertisement";
-constexpr Registration::Manager gattManager{gattManagerInterface, "RegisterApplication", "UnregisterApplication"};
 constexpr Registration::Manager advertisingManager{advertisingManagerInterface, "RegisterAdvertisement",
                                                    "UnregisterAdvertisement"};
 

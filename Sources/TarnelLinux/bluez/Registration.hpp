@@ -2,6 +2,7 @@
 
 #include <TarnelLinux/bluez/Bus.hpp>
 #include <TarnelLinux/bluez/EventLoop.hpp>
+#include <TarnelLinux/bluez/Names.hpp>
 
 #include <chrono>
 #include <cstdint>
@@ -60,5 +61,9 @@ private:
     std::uint64_t number_ = 0; ///< tells the answer to this registration from that to an earlier one
     std::shared_ptr<bool> isAlive_ = std::make_shared<bool>(true);
 };
+
+/// Knows the objects that are services.
+inline constexpr Registration::Manager gattManager{gattManagerInterface, "RegisterApplication",
+                                                   "UnregisterApplication"};
 
 } // namespace tarnel::bluez

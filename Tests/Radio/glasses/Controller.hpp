@@ -60,7 +60,7 @@ private:
     const Bytes randomAddress_;
     const Callbacks callbacks_;
     int socket_ = -1;
-    std::deque<Bytes> commands_; ///< not yet answered
+    std::deque<Bytes> commands_;     ///< not yet answered
     bool isCommandUnderWay_ = false; ///< the first of the commands
     bluez::EventLoop::Timer commandTimer_ = 0;
     std::deque<Bytes> fragments_;

@@ -1,3 +1,4 @@
+#include "BlueZAir.hpp"
 #include "ControllerAir.hpp"
 #include "Program.hpp"
 
@@ -49,6 +50,7 @@ private:
 };
 
 struct Arguments {
+    std::string adapter; ///< of the service; empty: the controller
     radio::ControllerAir::Options controller;
     glasses::GlassesOptions glasses;
 };
@@ -62,8 +64,12 @@ void run(const Arguments& arguments) {
         try {
             program = std::make_unique<radio::Program>(
                 loop, arguments.glasses, [&](const glasses::GlassesOptions& options, radio::AirListener listener) {
-                    return std::make_unique<radio::ControllerAir>(loop, arguments.controller, options,
-                                                                  std::move(listener));
+                    if (!arguments.adapter.empty()) {
+                        return std::unique_ptr<radio::Air>(
+                            std::make_unique<radio::BlueZAir>(loop, arguments.adapter, options, std::move(listener)));
+                    }
+                    return std::unique_ptr<radio::Air>(std::make_unique<radio::ControllerAir>(
+                        loop, arguments.controller, options, std::move(listener)));
                 });
             console = std::make_unique<Console>(loop, *program, ended);
             std::puts("ready");
@@ -85,6 +91,9 @@ void run(const Arguments& arguments) {
 int main(int count, char** values) {
     Arguments arguments;
     CLI::App app("Glasses on a controller of their own, for the tests of the radio.");
+    app.add_option("--adapter", arguments.adapter,
+                   "An adapter of the Bluetooth service, hci1, in place of a controller");
+    app.add_flag("--pairing", arguments.glasses.requiresPairing, "The data service needs a bond");
     app.add_option("--controller", arguments.controller.controller, "The number of the controller, 1 for hci1");
     app.add_option("--mtu", arguments.controller.mtu, "The largest ATT MTU")->check(CLI::Range(23, 517));
     app.add_option("--protocol", arguments.glasses.protocolVersion, "The protocol version")->check(CLI::Range(1, 2));

@@ -171,8 +171,8 @@ std::string Program::saveFrame(const std::string& path) const {
 
 std::string Program::describe() const {
     std::ostringstream text;
-    text << "settled=" << air_->isSettled() << " connected=" << isConnected_ << " connections=" << connections_ << " values=" << values_
-         << " bytes=" << bytes_ << " longest=" << longest_ << " misplaced=" << misplaced_
+    text << "settled=" << air_->isSettled() << " connected=" << isConnected_ << " connections=" << connections_
+         << " values=" << values_ << " bytes=" << bytes_ << " longest=" << longest_ << " misplaced=" << misplaced_
          << " valueLength=" << valueLength_ << " messages=" << firmware_.receivedCount()
          << " errors=" << firmware_.errorCount() << " first=" << (first_ ? nanoseconds(*first_) : 0)
          << " last=" << nanoseconds(last_) << " advertised=" << nanoseconds(advertised_)

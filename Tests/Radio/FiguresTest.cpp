@@ -1,0 +1,124 @@
+#include "BareWriter.hpp"
+#include "Drawing.hpp"
+#include "RadioTest.hpp"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace tarnel::radio {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double seconds(Clock::duration duration) {
+    return std::chrono::duration<double>(duration).count();
+}
+
+/// The figures of the link, each with what it is to be compared with. Emulated processors are slow and differ: what
+/// counts is the ratio of numbers from the same run.
+class Figures : public RadioTest {
+protected:
+    /// Kilobytes a second between the first and the last value that arrived.
+    double rate() {
+        const auto description = pair().describe();
+        return static_cast<double>(description.bytes) / 1000 / seconds(description.last - description.first);
+    }
+    static double median(std::vector<double> values) {
+        std::sort(values.begin(), values.end());
+        return values[values.size() / 2];
+    }
+};
+
+TEST_F(Figures, photographGoesOutAlmostAsFastAsFromABareWriter) {
+    constexpr int rounds = 5;
+    ASSERT_NO_FATAL_FAILURE(startLinked());
+    host->device()->setLayout(Layout::canvas, 0, true);
+    ASSERT_TRUE(host->await([&] { return pair().describe().layout == 4; }));
+    const auto messages = [&] { return pair().describe().messages; };
+    const auto start = messages();
+    drawPhotograph(*host->device());
+    ASSERT_TRUE(host->await([&] { return pair().describe().isLit && !host->device()->hasDataInOutgoingQueue(); }));
+    host->run(500ms);
+    const auto each = messages() - start;
+    std::vector<double> sdk;
+    std::uint64_t bytes = 0;
+    for (int round = 0; round < rounds; ++round) {
+        pair().tell("forget");
+        const auto before = messages();
+        drawPhotograph(*host->device());
+        // The glasses are asked only when all has left, as questions take their time from them.
+        ASSERT_TRUE(host->await([&] { return !host->device()->hasDataInOutgoingQueue(); }));
+        ASSERT_TRUE(eventually([&] { return messages() == before + each; }));
+        sdk.push_back(rate());
+        bytes = pair().describe().bytes;
+    }
+    host.reset();
+    ASSERT_TRUE(eventually([&] { return !pair().describe().isConnected; }));
+
+    pair().tell("plain on");
+    std::vector<double> bare;
+    BareWriter writer("hci0");
+    ASSERT_TRUE(writer.connect());
+    for (int round = 0; round < rounds; ++round) {
+        pair().tell("forget");
+        ASSERT_TRUE(writer.write(bytes));
+        ASSERT_TRUE(eventually([&] { return pair().describe().bytes >= bytes; }));
+        bare.push_back(rate());
+    }
+    std::printf("a photograph of %llu bytes: %.0f kB/s through the SDK, %.0f kB/s from a bare writer: %.0f %%\n",
+                static_cast<unsigned long long>(bytes), median(sdk), median(bare), 100 * median(sdk) / median(bare));
+    // Below this, something waits that need not.
+    EXPECT_GT(median(sdk), 0.7 * median(bare));
+}
+
+TEST_F(Figures, timesToReadyAndToTheFirstByte) {
+    ASSERT_NO_FATAL_FAILURE(startLinked());
+    std::vector<double> returns;
+    std::vector<double> firstBytes;
+    host->device()->setLayout(Layout::textBottomLeftAlign, 0, true);
+    for (int round = 0; round < 5; ++round) {
+        host->run(500ms);
+        pair().tell("forget");
+        const auto sent = Clock::now();
+        host->device()->sendText("Text " + std::to_string(round));
+        ASSERT_TRUE(host->await([&] { return pair().describe().values > 0; }));
+        firstBytes.push_back(seconds(pair().describe().first - sent));
+
+        pair().tell("vanish");
+        ASSERT_TRUE(host->awaitDrop());
+        host->run(3s);
+        pair().tell("advertise normal");
+        const auto advertised = pair().describe().advertised;
+        ASSERT_TRUE(host->awaitConnection());
+        returns.push_back(seconds(Clock::now() - advertised));
+        host->device()->setLayout(Layout::textBottomLeftAlign, 0, true);
+    }
+    std::printf("first advertisement to ready to draw: %.2f s (median of %zu)\n", median(returns), returns.size());
+    std::printf("sendText to the first byte at the glasses: %.1f ms (median of %zu)\n", 1000 * median(firstBytes),
+                firstBytes.size());
+    EXPECT_LT(median(firstBytes), 1.0);
+}
+
+TEST_F(Figures, timeFromTheReturnOfTheServiceToScanning) {
+    ASSERT_NO_FATAL_FAILURE(startLinked());
+    std::vector<double> times;
+    for (int round = 0; round < 3; ++round) {
+        pair().tell("vanish");
+        stack->killDaemon();
+        ASSERT_TRUE(host->awaitDrop());
+        ASSERT_TRUE(host->await([&] { return !host->manager().isReady.value(); }));
+        stack->startDaemon();
+        // The service is back when its adapter is switched on.
+        ASSERT_TRUE(stack->awaitAdapter("hci0"));
+        const auto back = Clock::now();
+        ASSERT_TRUE(eventually([&] { return stack->isDiscovering("hci0"); }));
+        times.push_back(seconds(Clock::now() - back));
+        pair().tell("advertise normal");
+        ASSERT_TRUE(host->awaitConnection());
+    }
+    std::printf("return of the service to scanning again: %.2f s (median of %zu)\n", median(times), times.size());
+    EXPECT_LT(median(times), 5.0);
+}
+
+} // namespace
+} // namespace tarnel::radio
