@@ -54,22 +54,19 @@ std::shared_ptr<GlassesOnAir> GlassesOnAir::make(const std::shared_ptr<Radio>& r
                                                  const std::shared_ptr<SimulatedGlasses>& glasses, OnAirOptions options,
                                                  std::weak_ptr<OnAirObserver> observer) {
     auto onAir = std::make_shared<GlassesOnAir>(Key{}, radio->queuePointer(), glasses, std::move(observer));
-    if (options.readsNotifications) {
-        onAir->notifications_ =
-            std::make_shared<HostNotificationsOnAir>(std::make_shared<BlueZBluetooth>(BlueZOptions{
-                                                         .adapter = options.adapter, .busAddress = options.busAddress}),
-                                                     radio->queuePointer(), glasses);
-        onAir->notifications_->start();
-    }
-    onAir->manager_ =
-        bluez::PeripheralManager::make({std::move(options.busAddress), std::move(options.adapter)}, onAir);
-    radio->queue().async([weakRadio = std::weak_ptr(radio), weak = std::weak_ptr(onAir)] {
-        const auto air = weakRadio.lock();
-        const auto self = weak.lock();
-        if (air && self) {
-            air->addListener(self);
-            self->update();
+    // What the two tell waits on the queue until both are there.
+    radio->queue().sync([&] {
+        if (options.readsNotifications) {
+            onAir->notifications_ = std::make_shared<HostNotificationsOnAir>(
+                std::make_shared<BlueZBluetooth>(
+                    BlueZOptions{.adapter = options.adapter, .busAddress = options.busAddress}),
+                radio->queuePointer(), glasses);
+            onAir->notifications_->start();
         }
+        onAir->manager_ =
+            bluez::PeripheralManager::make({std::move(options.busAddress), std::move(options.adapter)}, onAir);
+        radio->addListener(onAir);
+        onAir->update();
     });
     return onAir;
 }

@@ -56,7 +56,8 @@ class GlassesOnAir final : public Radio::Listener,
                            public bluez::PeripheralManagerDelegate,
                            public std::enable_shared_from_this<GlassesOnAir> {
 public:
-    /// The radio's queue must run in real time. The glasses are of that radio, and no simulated host is.
+    /// The radio's queue must run in real time. The glasses are of that radio, and no simulated host is. Called on any
+    /// thread but the radio's queue.
     static std::shared_ptr<GlassesOnAir> make(const std::shared_ptr<Radio>& radio,
                                               const std::shared_ptr<SimulatedGlasses>& glasses, OnAirOptions options,
                                               std::weak_ptr<OnAirObserver> observer = {});

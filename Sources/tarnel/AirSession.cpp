@@ -94,6 +94,8 @@ std::string shortened(std::string text) {
 AirSession::AirSession(const AirSessionOptions& options)
     : options_(options), signals_(signalDescriptor()), radio_(glasses::Radio::make(scheduler_, now)),
       glasses_(glasses::SimulatedGlasses::make(radio_, options.glasses)), commands_(glasses_) {
+    // A reader that has seen enough ends the session, which then leaves the adapter as it was.
+    std::signal(SIGPIPE, SIG_IGN);
     if (options.frame) {
         frameFile_.emplace(*options.frame);
     }
@@ -113,7 +115,9 @@ void AirSession::run() {
     ended.wait();
     glasses_->setFrameObserver({});
     glasses_->setRecordObserver({});
-    onAir_->end();
+    if (onAir_) {
+        onAir_->end();
+    }
     loop_.end();
     scheduler_.shutDown();
     ended.get();
@@ -280,6 +284,9 @@ void AirSession::judge(const PeripheralManagerState& state) {
     const std::string what = isOff                 ? remedyOf(state, options_.air.adapter)
                              : state.isAdvertising ? "on the air as " + glasses_->name()
                                                    : "not advertising";
+    if (!options_.asJSON && what == std::exchange(lastState_, what)) {
+        return;
+    }
     tell({{"event", "state"},
           {"radio", nameOf(state.radio)},
           {"isPublished", state.isPublished},
@@ -319,14 +326,30 @@ void AirSession::bondLost() {
     post([](AirSession& self) { self.tell({{"event", "bondLost"}}, "the bond is forgotten"); });
 }
 
+/// What was recorded since the last call, taken at a moment at which nothing is recorded.
+std::pair<std::vector<glasses::ReceivedMessage>, std::vector<glasses::CommandError>> AirSession::newRecords() {
+    while (true) {
+        const std::size_t messageCount = glasses_->receivedCount();
+        const std::size_t errorCount = glasses_->errorCount();
+        auto messages = glasses_->receivedMessages(seenMessages_);
+        auto errors = glasses_->errors(seenErrors_);
+        if (messageCount == glasses_->receivedCount() && errorCount == glasses_->errorCount()) {
+            seenMessages_ = messageCount;
+            seenErrors_ = errorCount;
+            return {std::move(messages), std::move(errors)};
+        }
+    }
+}
+
 void AirSession::tellRecords() {
     areRecordsAnnounced_ = false;
-    for (const auto& message : glasses_->receivedMessages(std::exchange(seenMessages_, glasses_->receivedCount()))) {
+    const auto [messages, errors] = newRecords();
+    for (const auto& message : messages) {
         const auto value = toJSON(message.value);
         tell({{"event", "message"}, {"bytes", std::uint64_t{message.bytes.size()}}, {"value", value}},
              "message of " + grouped(message.bytes.size()) + " bytes: " + shortened(text(value)));
     }
-    for (const auto& error : glasses_->errors(std::exchange(seenErrors_, glasses_->errorCount()))) {
+    for (const auto& error : errors) {
         tell({{"event", "error"}, {"code", static_cast<int>(error.code)}, {"text", error.text}},
              "error " + std::to_string(static_cast<int>(error.code)) + ": " + error.text);
     }

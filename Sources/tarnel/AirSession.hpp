@@ -21,6 +21,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace tarnel::command {
 
@@ -69,6 +71,7 @@ private:
     void post(std::function<void(AirSession&)> step);
     void tell(const JSON::Object& event, const std::string& text);
     void judge(const bluez::PeripheralManagerState& state);
+    std::pair<std::vector<glasses::ReceivedMessage>, std::vector<glasses::CommandError>> newRecords();
     void tellRecords();
     void frameChanged();
     void followFrame();
@@ -96,6 +99,7 @@ private:
     // On the session's thread.
     bool hasEnded_ = false;
     bool wasReady_ = false;
+    std::string lastState_;
     std::string input_;
     std::size_t seenMessages_ = 0;
     std::size_t seenErrors_ = 0;

@@ -272,6 +272,15 @@ TEST(GlassesCommand, endsCleanlyOnASignal) {
     }
 }
 
+TEST(GlassesCommand, leavesTheAdapterAsItWasWhenNobodyReadsAnyMore) {
+    RunningGlasses glasses({"--name", "Unread"});
+    EXPECT_TRUE(RunningGlasses::eventually([&] { return glasses.machine.bluez.alias() == "Unread"; }));
+    glasses.process->output().closeReading();
+    glasses.process->writeLine("tap 1");
+    EXPECT_EQ(glasses.process->wait(), failed);
+    EXPECT_TRUE(RunningGlasses::eventually([&] { return glasses.machine.bluez.alias() == "machine"; }));
+}
+
 TEST(GlassesCommand, comesBackWithTheDaemon) {
     RunningGlasses glasses;
     glasses.machine.bluez.crash();
