@@ -6,6 +6,7 @@
 #include "Pictures.hpp"
 #include "TerminalPicture.hpp"
 #include "Text.hpp"
+#include "Window.hpp"
 
 #include <poll.h>
 #include <sys/signalfd.h>
@@ -112,6 +113,10 @@ AirSession::~AirSession() {
 void AirSession::run() {
     loop_.post([this] { guard([this] { begin(); }); });
     auto ended = end_.get_future();
+    if (options_.inWindow) {
+        showWindow(glasses_, [&ended] { return ended.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+        post([](AirSession& session) { session.finish(); });
+    }
     ended.wait();
     glasses_->setFrameObserver({});
     glasses_->setRecordObserver({});
@@ -130,11 +135,13 @@ void AirSession::begin() {
         terminal_.takeScreen();
     }
     const auto weak = weak_from_this();
-    glasses_->setFrameObserver([weak] {
-        if (const auto self = weak.lock()) {
-            self->frameChanged();
-        }
-    });
+    if (!options_.inWindow) {
+        glasses_->setFrameObserver([weak] {
+            if (const auto self = weak.lock()) {
+                self->frameChanged();
+            }
+        });
+    }
     glasses_->setRecordObserver([weak] {
         const auto self = weak.lock();
         if (self && !self->areRecordsAnnounced_.exchange(true)) {

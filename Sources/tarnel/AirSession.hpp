@@ -32,6 +32,7 @@ struct AirSessionOptions {
     std::optional<std::string> frame; ///< picture file that follows the display
     std::optional<std::string> trace; ///< file to write
     bool isShown = false;             ///< the display, in the terminal
+    bool inWindow = false;            ///< the glasses in a window, which is then the display's only observer
     bool asJSON = false;              ///< what happens is told as lines of JSON
 };
 

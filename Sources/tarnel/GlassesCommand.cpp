@@ -3,6 +3,7 @@
 #include "Failure.hpp"
 #include "Operation.hpp"
 #include "Options.hpp"
+#include "Window.hpp"
 
 #include <memory>
 #include <string>
@@ -52,11 +53,17 @@ void runGlasses(const GlassesCommandOptions& options) {
     if (options.isShown && options.asJSON) {
         throw UsageError("standard output takes the display or JSON; give --show or --json");
     }
+    if (options.inWindow && (options.isShown || options.frame)) {
+        throw UsageError("--window takes the place of --show and --frame; it saves the display with Ctrl+S");
+    }
     if (options.frame == "-" || options.trace == "-") {
         throw UsageError("standard output takes what happens; give --frame and --trace a file");
     }
     if (options.frame && options.frame == options.trace) {
         throw UsageError("--frame and --trace take different files");
+    }
+    if (options.inWindow) {
+        requireWindow();
     }
     std::make_shared<AirSession>(options)->run();
 }
@@ -87,7 +94,8 @@ void addWhatTheyAre(CLI::App* command, const std::shared_ptr<GlassesCommandOptio
 void addGlasses(CLI::App& app, Action& action) {
     auto options = std::make_shared<GlassesCommandOptions>();
     auto* command = app.add_subcommand("glasses", "Make this machine a pair of glasses, for any host to connect to");
-    command->formatter(usage("Usage: tarnel glasses --air [--adapter hci1] [--show | --json] [--frame OUT.png]"));
+    command->formatter(
+        usage("Usage: tarnel glasses --air [--adapter hci1] [--show | --window] [--json] [--frame OUT.png]"));
     command->add_flag("--air", options->isOnAir, "On the air of a Bluetooth adapter (BlueZ)");
     command
         ->add_option_function<std::string>(
@@ -96,6 +104,7 @@ void addGlasses(CLI::App& app, Action& action) {
         ->type_name("hciN|ADDRESS");
     addWhatTheyAre(command, options);
     command->add_flag("--show", options->isShown, "Draw the display in the terminal");
+    command->add_flag("--window", options->inWindow, "Show them in a window; closing it ends the command");
     command->add_option("--frame", options->frame, "A picture file that follows the display, up to ten times a second")
         ->type_name("OUT.png");
     command->add_option("--trace", options->trace, "Write each value that crosses the air, as in tarnel play --help")

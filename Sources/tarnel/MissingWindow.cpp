@@ -12,4 +12,8 @@ void showWindow(Simulation&) {
     requireWindow();
 }
 
+void showWindow(const std::shared_ptr<glasses::SimulatedGlasses>&, std::function<bool()>) {
+    requireWindow();
+}
+
 } // namespace tarnel::command

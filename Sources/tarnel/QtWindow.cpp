@@ -6,8 +6,10 @@
 #include <TarnelQt/glasses/QtGlassesWindow.hpp>
 
 #include <QApplication>
+#include <QTimer>
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdlib>
 
 namespace tarnel::command {
@@ -17,6 +19,17 @@ bool isSet(const char* variable) {
     const char* const value = std::getenv(variable);
     return value && *value != '\0';
 }
+
+/// The one Qt application, which keeps its arguments.
+class Program {
+    int count_ = 1;
+    std::array<char, 7> name_{"tarnel"};
+    std::array<char*, 2> arguments_{name_.data(), nullptr};
+    const QApplication application_{count_, arguments_.data()};
+};
+
+/// Between two looks at whether it is over.
+constexpr std::chrono::milliseconds lookTime{100};
 
 } // namespace
 
@@ -30,13 +43,24 @@ void requireWindow() {
 }
 
 void showWindow(Simulation& simulation) {
-    int count = 1;
-    std::array<char, 7> name{"tarnel"};
-    std::array<char*, 2> arguments{name.data(), nullptr};
-    const QApplication application(count, arguments.data());
+    const Program program;
     QtGlassesWindow window(simulation.glasses().shared_from_this());
     window.show();
     const QtSimulatedTime time(simulation.world().scheduler());
+    QApplication::exec();
+}
+
+void showWindow(const std::shared_ptr<glasses::SimulatedGlasses>& glasses, std::function<bool()> isOver) {
+    const Program program;
+    QtGlassesWindow window(glasses);
+    window.show();
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, &window, [&] {
+        if (isOver()) {
+            QApplication::quit();
+        }
+    });
+    timer.start(lookTime);
     QApplication::exec();
 }
 

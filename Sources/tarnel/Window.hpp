@@ -1,5 +1,12 @@
 #pragma once
 
+#include <functional>
+#include <memory>
+
+namespace tarnel::glasses {
+class SimulatedGlasses;
+}
+
 namespace tarnel::command {
 
 class Simulation;
@@ -10,5 +17,9 @@ void requireWindow();
 /// Shows the simulated glasses in a window, while time passes as the clock does, until it is closed. REQUIRES:
 /// `requireWindow` returned.
 void showWindow(Simulation& simulation);
+
+/// Shows glasses that live on other threads in a window, until it is closed or `isOver` says so, which is asked now and
+/// then. The window takes their frame observer. REQUIRES: `requireWindow` returned.
+void showWindow(const std::shared_ptr<glasses::SimulatedGlasses>& glasses, std::function<bool()> isOver);
 
 } // namespace tarnel::command
