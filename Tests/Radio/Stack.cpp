@@ -103,7 +103,7 @@ Stack::Stack(const Options& options) : options_(options) {
     fs::remove_all("/var/lib/bluetooth");
     fs::create_directories("/var/lib/bluetooth");
     std::ofstream(folder() + "/main.conf")
-        << "[General]\nDebugKeys = false\n[GATT]\nChannels = " << options.attributeChannels
+        << "[General]\nControllerMode = le\n[GATT]\nChannels = " << options.attributeChannels
         << "\n[Policy]\nAutoEnable = true\n";
     startBus();
     startControllers(options.controllers);
