@@ -26,8 +26,8 @@ struct LinuxPlatformOptions {
     /// Nothing: the desktop's notification service.
     std::shared_ptr<platform::UserNotifications> userNotifications = nullptr;
     /// Glasses can read the application's notifications, where `bluetooth` and `userNotifications` are left to the
-    /// platform.
-    bool sharesNotifications = true;
+    /// platform. Glasses that do so are paired with. BlueZ 5.66 was seen to end when they read.
+    bool sharesNotifications = false;
     /// The user's language as a BCP 47 tag; nothing: what the environment says.
     std::optional<std::string> locale = std::nullopt;
 };

@@ -19,53 +19,34 @@ public:
     }
 };
 
+std::shared_ptr<platform::BluetoothProvider> providerFor(NativePlatformOptions& options) {
+    if (!options.hasBluetooth) {
+        return std::make_shared<NoBluetooth>();
+    }
+    auto bluez = std::make_shared<BlueZBluetooth>(
+        BlueZOptions{.adapter = std::move(options.adapter), .attemptFailed = std::move(options.attemptFailed)});
+    auto observed = std::make_shared<ObservedBluetooth>(std::move(bluez), std::move(options.observer));
+    observed->setConnects(options.connects);
+    return observed;
+}
+
 class LinuxNativePlatform final : public NativePlatform {
 public:
     explicit LinuxNativePlatform(NativePlatformOptions options)
-        : bluez_(bluezFor(options)), observed_(observedFor(bluez_, options)),
-          platform_({.identifier = applicationIdentifier,
-                     .resourceDirectory = installedResources(),
-                     .bluetooth = providerFor(observed_),
-                     .locale = std::move(options.locale)}) {
-        if (bluez_) {
-            bluez_->shareNotifications(platform_.notificationProvider());
-        }
-    }
+        : bluetooth_(providerFor(options)), platform_({.identifier = applicationIdentifier,
+                                                       .resourceDirectory = installedResources(),
+                                                       .bluetooth = bluetooth_,
+                                                       .locale = std::move(options.locale)}) {}
 
     ThreadScheduler& scheduler() override { return platform_.scheduler(); }
     void makeConnections() override {
-        if (observed_) {
-            observed_->setConnects(true);
+        if (const auto observed = std::dynamic_pointer_cast<ObservedBluetooth>(bluetooth_)) {
+            observed->setConnects(true);
         }
     }
 
 private:
-    static std::shared_ptr<BlueZBluetooth> bluezFor(NativePlatformOptions& options) {
-        if (!options.hasBluetooth) {
-            return nullptr;
-        }
-        return std::make_shared<BlueZBluetooth>(
-            BlueZOptions{.adapter = std::move(options.adapter), .attemptFailed = std::move(options.attemptFailed)});
-    }
-    static std::shared_ptr<ObservedBluetooth> observedFor(const std::shared_ptr<BlueZBluetooth>& bluez,
-                                                          NativePlatformOptions& options) {
-        if (!bluez) {
-            return nullptr;
-        }
-        auto observed = std::make_shared<ObservedBluetooth>(bluez, std::move(options.observer));
-        observed->setConnects(options.connects);
-        return observed;
-    }
-    static std::shared_ptr<platform::BluetoothProvider>
-    providerFor(const std::shared_ptr<ObservedBluetooth>& observed) {
-        if (observed) {
-            return observed;
-        }
-        return std::make_shared<NoBluetooth>();
-    }
-
-    const std::shared_ptr<BlueZBluetooth> bluez_;       ///< null without Bluetooth
-    const std::shared_ptr<ObservedBluetooth> observed_; ///< of it
+    const std::shared_ptr<platform::BluetoothProvider> bluetooth_;
     LinuxPlatform platform_;
 };
 
