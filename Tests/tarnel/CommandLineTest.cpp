@@ -16,7 +16,10 @@ TEST(CommandLine, HasHelpForTheProgramAndEveryCommand) {
                                                          {"text"},    {"play"},
                                                          {"image"},   {"font"},
                                                          {"message"}, {"message", "encode"},
-                                                         {"help"},    {"message", "decode"}};
+                                                         {"help"},    {"message", "decode"},
+                                                         {"scan"},    {"link"},
+                                                         {"unlink"},  {"status"},
+                                                         {"monitor"}, {"doctor"}};
     for (auto words : commands) {
         words.emplace_back("--help");
         const auto result = runTarnel(words);
