@@ -189,7 +189,10 @@ void demo(const DemoOptions& options) {
     if (options.inWindow && !outputs.isSimulated) {
         throw UsageError("--window is for --simulated: what real glasses show cannot be read back");
     }
-    requireUsable(outputs);
+    const bool hasOutput = options.frame || options.animation || options.surroundings.trace;
+    if (hasOutput || !options.inWindow) {
+        requireUsable(outputs);
+    }
     if (!std::isfinite(options.seconds)) {
         throw UsageError("--seconds takes a number of 0.1 to 60");
     }
