@@ -38,7 +38,9 @@ TEST_F(Figures, photographGoesOutAlmostAsFastAsFromABareWriter) {
     const auto start = messages();
     drawPhotograph(*host->device());
     ASSERT_TRUE(host->await([&] { return pair().describe().isLit && !host->device()->hasDataInOutgoingQueue(); }));
-    host->run(500ms);
+    for (auto last = start; last != messages(); host->run(2s)) {
+        last = messages();
+    }
     const auto each = messages() - start;
     std::vector<double> sdk;
     std::uint64_t bytes = 0;
@@ -48,7 +50,7 @@ TEST_F(Figures, photographGoesOutAlmostAsFastAsFromABareWriter) {
         drawPhotograph(*host->device());
         // The glasses are asked only when all has left, as questions take their time from them.
         ASSERT_TRUE(host->await([&] { return !host->device()->hasDataInOutgoingQueue(); }));
-        ASSERT_TRUE(eventually([&] { return messages() == before + each; }));
+        ASSERT_TRUE(eventually([&] { return messages() >= before + each; }));
         sdk.push_back(rate());
         bytes = pair().describe().bytes;
     }

@@ -163,10 +163,15 @@ void Controller::commandDone(std::uint16_t code, ByteView result) {
 }
 
 void Controller::advertise(const Bytes& data, const Bytes& scanResponse) {
-    // Set 0, as the advertisements before Bluetooth 5: connectable, scannable; every 20 ms, on all channels, at 1
-    // Mbit/s.
+    // Set 0, as before Bluetooth 5: connectable, scannable; every 20 ms, on all channels, at 1 Mbit/s.
+    const std::uint8_t addressType = randomAddress_.empty() ? 0 : 1;
     command(setAdvertisingParameters,
-            {0, 0x13, 0, 0x20, 0, 0, 0x20, 0, 0, 7, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x7f, 1, 0, 1, 0, 0});
+            {0, 0x13, 0, 0x20, 0, 0, 0x20, 0, 0, 7, addressType, 0, 0, 0, 0, 0, 0, 0, 0, 0x7f, 1, 0, 1, 0, 0});
+    if (!randomAddress_.empty()) {
+        Bytes parameters{0};
+        std::copy(randomAddress_.begin(), randomAddress_.end(), std::back_inserter(parameters));
+        command(setAdvertisingSetRandomAddress, std::move(parameters));
+    }
     command(setAdvertisingData, advertisingBytes(data));
     command(setScanResponseData, advertisingBytes(scanResponse));
     command(setAdvertisingEnable, {1, 1, 0, 0, 0, 0});
