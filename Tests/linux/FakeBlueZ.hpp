@@ -20,6 +20,10 @@
 
 namespace tarnel::test {
 
+inline sdbus::Error errorOf(const bluez::Failure& failure) {
+    return sdbus::Error(failure.name, failure.message);
+}
+
 struct FakeCharacteristic {
     std::string uuid;
     std::vector<std::string> flags;
