@@ -1,5 +1,7 @@
 #include "Machine.hpp"
 
+#include <TarnelLinux/bluez/Writer.hpp>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -200,11 +202,12 @@ TEST(BlueZPeripheral, hasNoMoreThanTwoSegmentsUnderWay) {
         return machine.peripheral->canSendWriteWithoutResponse();
     };
     // 8,192 bytes are 21 values of 400: two such segments go, and as many more as the platform has room for wait.
-    for (int sent = 0; sent < 50; ++sent) {
+    constexpr int underWay = 42;
+    for (int sent = 0; sent < underWay + bluez::WriteRoom::depth; ++sent) {
         ASSERT_TRUE(Machine::eventually(free)) << sent;
         machine.peripheral->writeValue(Bytes(400, 1), machine.out, WriteType::withoutResponse);
     }
-    EXPECT_TRUE(Machine::eventually([&] { return arrived() == 42; }));
+    EXPECT_TRUE(Machine::eventually([&] { return arrived() == underWay; }));
     EXPECT_FALSE(free());
 }
 

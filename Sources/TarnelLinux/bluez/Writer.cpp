@@ -27,7 +27,7 @@ bool WriteRoom::isFree() {
 }
 
 bool WriteRoom::announce() {
-    return used_ < depth && isAwaited_.exchange(false);
+    return used_ <= lowWater && isAwaited_.exchange(false);
 }
 
 void Writer::open(int descriptor) {

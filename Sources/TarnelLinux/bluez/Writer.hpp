@@ -14,7 +14,9 @@ namespace tarnel::bluez {
 /// How many writes without response of one connection are on their way to the daemon. Any thread.
 class WriteRoom {
 public:
-    static constexpr int depth = 8;
+    static constexpr int depth = 32;
+    /// Who waits for room is told when this few are left, as each telling costs more than a write.
+    static constexpr int lowWater = depth / 2;
 
     /// Takes room for one; false when there is none.
     bool take();
@@ -22,7 +24,7 @@ public:
     void give() { --used_; }
     /// Whether there is room; when not, `isAwaited` until `announce`.
     bool isFree();
-    /// True once, when room that somebody has asked for in vain is there.
+    /// True once, when as much room is there as whoever asked in vain is told of.
     bool announce();
 
 private:
