@@ -56,6 +56,14 @@ TEST(BlueZState, isUnauthorizedWhenTheBusForbidsIt) {
     EXPECT_TRUE(machine.application->await("state 3"));
 }
 
+TEST(BlueZState, followsAnAdapterThatComesUpWithoutASignal) {
+    Machine machine({.isPowered = false});
+    EXPECT_TRUE(machine.application->await("state 4"));
+    machine.bluez.powerUpSilently();
+    EXPECT_TRUE(machine.application->await("state 5"));
+    EXPECT_THAT(machine.application->events(), ElementsAre("state 4", "state 5"));
+}
+
 TEST(BlueZState, comesBackWithAnAdapterOfAnotherName) {
     Machine machine;
     machine.open();

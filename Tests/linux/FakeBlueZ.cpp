@@ -187,6 +187,10 @@ void FakeBlueZ::setPowered(const std::string&, bool isPowered) {
     });
 }
 
+void FakeBlueZ::powerUpSilently() {
+    sync([&] { isPowered_ = true; });
+}
+
 // Devices.
 
 std::string FakeBlueZ::devicePath(const FakeDevice& device) const {

@@ -79,6 +79,8 @@ public:
     void addAdapter(const std::string& name, bool isPowered = true);
     void removeAdapter(const std::string& name);
     void setPowered(const std::string& name, bool isPowered);
+    /// Is on without telling anybody.
+    void powerUpSilently();
 
     /// A device on the radio. It has an object once it is discovered, or at once when it is bonded.
     void addDevice(FakeDevice device);

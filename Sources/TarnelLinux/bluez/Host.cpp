@@ -14,6 +14,11 @@ using platform::CentralState;
 
 namespace {
 
+using namespace std::chrono_literals;
+
+constexpr auto firstPowerDelay = 250ms;
+constexpr auto lastPowerDelay = 4000ms;
+
 /// "/org/bluez/hci0/dev_AA_BB_CC_DD_EE_FF/service0010" gives "/org/bluez/hci0/dev_AA_BB_CC_DD_EE_FF".
 std::optional<std::string> devicePathIn(const std::string& path) {
     constexpr std::string_view mark = "/dev_";
@@ -96,7 +101,9 @@ CentralState Host::stateOf(const std::string& adapter) const {
 
 void Host::updateAdapter() {
     const std::string chosen = chooseAdapter(bus_, options_.adapter, adapter_);
-    if (chosen != adapter_) {
+    const auto before = state_;
+    const bool isOther = chosen != adapter_;
+    if (isOther) {
         // Whatever was connected through the other adapter is gone.
         if (state_ == CentralState::poweredOn) {
             setState(CentralState::poweredOff);
@@ -105,6 +112,24 @@ void Host::updateAdapter() {
         hadAdapter_ = hadAdapter_ || !adapter_.empty();
     }
     setState(stateOf(adapter_));
+    if (isOther || state_ != before) {
+        powerDelay_ = firstPowerDelay;
+        awaitPower();
+    }
+}
+
+/// BlueZ 5.66 does not always announce that an adapter has been switched on while it comes up. So one that is off is
+/// asked for a while, ever more rarely.
+void Host::awaitPower() {
+    loop_.cancel(std::exchange(powerTimer_, 0));
+    if (adapter_.empty() || state_ != CentralState::poweredOff || powerDelay_ > lastPowerDelay) {
+        return;
+    }
+    powerTimer_ = loop_.after(powerDelay_, [this] {
+        powerTimer_ = 0;
+        powerDelay_ *= 2;
+        bus_.refresh(adapter_, adapterInterface, "Powered", [this] { awaitPower(); });
+    });
 }
 
 void Host::setState(CentralState state) {
@@ -364,10 +389,6 @@ void Host::propertiesChanged(const std::string& path, const std::string& interfa
         deviceChanged(path, changed);
     } else if (interface == adapterInterface) {
         updateAdapter();
-        // A signal of the daemon's may be missing; what else it tells of the adapter is a reason to ask.
-        if (path == adapter_ && state_ == CentralState::poweredOff && !changed.contains("Powered")) {
-            bus_.refresh(path, adapterInterface, "Powered", [] {});
-        }
         if (path == adapter_ && valueOf<bool>(changed, "Discovering") == false) {
             discovery_.stopped();
         }

@@ -9,6 +9,7 @@
 #include <TarnelLinux/bluez/NotificationServer.hpp>
 #include <TarnelSDK/platform/Bluetooth.hpp>
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -80,6 +81,7 @@ private:
     void updateAdapter();
     platform::CentralState stateOf(const std::string& adapter) const;
     void setState(platform::CentralState state);
+    void awaitPower();
     void deviceChanged(const std::string& path, const Properties& changed);
     void deviceSeen(const std::string& address, const Properties& device);
     void learn(const std::string& address, const Properties& device);
@@ -102,6 +104,8 @@ private:
     std::string adapter_;
     bool hadAdapter_ = false;
     std::optional<platform::CentralState> state_;
+    EventLoop::Timer powerTimer_ = 0;
+    std::chrono::milliseconds powerDelay_{0}; ///< until the adapter is asked once more whether it is switched on
 };
 
 } // namespace tarnel::bluez
