@@ -115,7 +115,7 @@ TEST_F(Figures, timeFromTheReturnOfTheServiceToScanning) {
         // The service is back when its adapter is switched on.
         ASSERT_TRUE(stack->awaitAdapter("hci0"));
         const auto back = Clock::now();
-        ASSERT_TRUE(eventually([&] { return stack->isDiscovering("hci0"); }));
+        ASSERT_TRUE(host->await([&] { return stack->isDiscovering("hci0"); }));
         times.push_back(seconds(Clock::now() - back));
         pair().tell("advertise normal");
         ASSERT_TRUE(host->awaitConnection());
