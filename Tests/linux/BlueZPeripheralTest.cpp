@@ -45,6 +45,16 @@ TEST(BlueZPeripheral, waitsForCharacteristicsThatAreExportedLate) {
     EXPECT_TRUE(machine.out && machine.in && machine.battery);
 }
 
+TEST(BlueZPeripheral, discoversServicesThatAreResolvedWithoutASignal) {
+    Machine machine;
+    auto device = glasses();
+    device.resolvesSilently = true;
+    machine.bluez.addDevice(device);
+    machine.connect();
+    machine.discover();
+    EXPECT_TRUE(machine.out && machine.in && machine.battery);
+}
+
 TEST(BlueZPeripheral, readsValues) {
     Machine machine;
     machine.open();

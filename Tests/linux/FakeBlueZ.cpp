@@ -317,7 +317,9 @@ void FakeBlueZ::setConnected(FakeDevice& device, bool isConnected) {
         }
         exportGatt(device, !device.exportsLate);
         device.isResolved = true;
-        object.emitPropertiesChangedSignal(deviceInterface, {"ServicesResolved"});
+        if (!device.resolvesSilently) {
+            object.emitPropertiesChangedSignal(deviceInterface, {"ServicesResolved"});
+        }
         return;
     }
     for (auto& service : device.gatt) {

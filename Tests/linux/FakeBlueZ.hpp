@@ -57,6 +57,7 @@ struct FakeDevice {
     std::deque<bluez::Failure> connectFailures{};
     bool holdsConnect = false;     ///< connecting is not answered
     bool connectsSilently = false; ///< no signal tells that it is connected
+    bool resolvesSilently = false; ///< nor that its services are known
 
     bool isKnown = false; ///< has an object
     bool isConnected = false;

@@ -25,6 +25,7 @@ using namespace std::chrono_literals;
 /// Discovery, pairing that a request starts, and the user who is asked about it, take their time.
 constexpr auto requestPatience = std::chrono::seconds(60);
 constexpr auto discoveryPatience = 40s;
+constexpr auto askInterval = 1s;
 /// Services may be announced as resolved a moment before their characteristics are exported.
 constexpr auto exportGrace = 2s;
 /// Several services go one by one; and they go before a connection that ends.
@@ -61,6 +62,7 @@ Session::Session(Peripheral& peripheral, Host& host, std::string devicePath, std
 Session::~Session() {
     *isAlive_ = false;
     host_.loop().cancel(patience_);
+    host_.loop().cancel(askTimer_);
 }
 
 // Requests, one after the other.
@@ -107,6 +109,23 @@ void Session::discoverServices() {
         hasGrace_ = false;
         patience_ = host_.loop().after(discoveryPatience, [this] { giveUpOnServices(); });
         awaitServices();
+        askAgain();
+    });
+}
+
+/// BlueZ 5.66 does not announce every change.
+void Session::askAgain() {
+    host_.loop().cancel(askTimer_);
+    askTimer_ = host_.loop().after(askInterval, [this] {
+        askTimer_ = 0;
+        if (!isAwaitingServices_) {
+            return;
+        }
+        host_.bus().refresh(devicePath_, deviceInterface, "ServicesResolved", [this, alive = isAlive_] {
+            if (*alive && isAwaitingServices_) {
+                askAgain();
+            }
+        });
     });
 }
 
@@ -149,6 +168,8 @@ void Session::askForServices() {
 }
 
 void Session::giveUpOnServices() {
+    // A connection of which nothing can be used is of no use, and may be better next time.
+    host_.bus().call(devicePath_, deviceInterface, "Disconnect", nullptr, [](sdbus::MethodReply*, const Failure*) {});
     answerServices(centralError(platform::connectionTimedOut, "The services were not resolved in time."));
 }
 

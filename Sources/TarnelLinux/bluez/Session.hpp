@@ -61,6 +61,7 @@ private:
 
     void awaitServices();
     void askForServices();
+    void askAgain();
     bool isExportedWhole() const;
     void answerServices(const std::optional<platform::BluetoothError>& error);
     void giveUpOnServices();
@@ -100,6 +101,7 @@ private:
     bool isAwaitingServices_ = false;
     bool hasGrace_ = false;
     EventLoop::Timer patience_ = 0;
+    EventLoop::Timer askTimer_ = 0;
     std::map<platform::ServicePointer, std::string> services_;
     std::map<platform::CharacteristicPointer, std::string> characteristics_;
     std::vector<platform::ServicePointer> invalidated_;
