@@ -18,8 +18,11 @@ HostNotifications::HostNotifications(std::shared_ptr<ancs::NotificationProvider>
     : provider_(std::move(provider)), glasses_(std::move(glasses)), link_(std::move(link)) {}
 
 void HostNotifications::send(std::size_t attLength, std::function<void(SimulatedGlasses&)> arrived) {
-    link_->send(AirLink::Side::host, attLength,
-                [glasses = glasses_, arrived = std::move(arrived)] { arrived(*glasses); });
+    link_->send(AirLink::Side::host, attLength, [weak = std::weak_ptr(glasses_), arrived = std::move(arrived)] {
+        if (const auto glasses = weak.lock()) {
+            arrived(*glasses);
+        }
+    });
 }
 
 void HostNotifications::offer() {
