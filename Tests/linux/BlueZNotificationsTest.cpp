@@ -170,6 +170,7 @@ TEST(BlueZNotifications, areOfferedAgainByADaemonThatWasRestarted) {
     machine.connect();
     EXPECT_TRUE(machine.eventually([&] { return machine.isOffered(); }));
     machine.subscribe();
+    ASSERT_TRUE(machine.application->await("authorized"));
     machine.notifications->add("a", {});
     EXPECT_THAT(machine.notified(notificationSource, 1), Contains(added(1, 1)));
 }
