@@ -24,7 +24,7 @@ using namespace std::chrono_literals;
 
 /// Discovery, pairing that a request starts, and the user who is asked about it, take their time.
 constexpr auto requestPatience = std::chrono::seconds(60);
-constexpr auto discoveryPatience = 40s;
+constexpr auto discoveryPatience = 20s;
 constexpr auto askInterval = 1s;
 /// Services may be announced as resolved a moment before their characteristics are exported.
 constexpr auto exportGrace = 2s;
