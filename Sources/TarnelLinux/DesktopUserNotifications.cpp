@@ -21,10 +21,6 @@ namespace {
 
 constexpr const char* fallbackName = "TarnelSDK";
 
-bool contains(std::optional<PresentationOptions> options, PresentationOptions option) {
-    return !options || (static_cast<std::uint32_t>(*options) & static_cast<std::uint32_t>(option)) != 0;
-}
-
 /// What a D-Bus string and a desktop can take.
 std::string displayable(std::string_view text) {
     constexpr char32_t delete_ = 0x7F;
@@ -252,10 +248,7 @@ void DesktopUserNotifications::respond(const std::string& identifier, Notificati
 
 void DesktopUserNotifications::present(UserNotificationRequest request, std::optional<PresentationOptions> options,
                                        AddCompletion completion) {
-    const auto shown =
-        options.value_or(PresentationOptions::banner | PresentationOptions::list | PresentationOptions::sound);
-    const bool hasBanner = contains(shown, PresentationOptions::banner);
-    if (!hasBanner && !contains(options, PresentationOptions::list)) {
+    if (!isSeen(options)) {
         queue_->async([completion = std::move(completion)] {
             if (completion) {
                 completion(std::nullopt);

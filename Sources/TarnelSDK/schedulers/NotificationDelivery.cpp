@@ -10,13 +10,9 @@ namespace tarnel {
 using platform::PresentationOptions;
 using platform::UserNotificationRequest;
 
-namespace {
-
 bool contains(std::optional<PresentationOptions> options, PresentationOptions option) {
     return !options || (static_cast<std::uint32_t>(*options) & static_cast<std::uint32_t>(option)) != 0;
 }
-
-} // namespace
 
 bool isSeen(std::optional<PresentationOptions> options) {
     return contains(options, PresentationOptions::list) || contains(options, PresentationOptions::banner);

@@ -14,6 +14,8 @@
 
 namespace tarnel {
 
+/// Whether these have that one; empty options have all.
+bool contains(std::optional<platform::PresentationOptions> options, platform::PresentationOptions option);
 /// Whether a notification presented like this can be seen at all; with empty options it is shown in full.
 bool isSeen(std::optional<platform::PresentationOptions> options);
 /// Whether it is listed without a banner.
