@@ -20,10 +20,6 @@ namespace {
 /// For how long the glasses leave their display to us, in seconds: longer than the slowest link takes for a picture.
 constexpr unsigned displayTimeout = 24 * 60 * 60;
 
-double seconds(platform::Duration time) {
-    return std::chrono::duration<double>(time).count();
-}
-
 } // namespace
 
 void requireUsable(const Outputs& outputs) {
@@ -84,14 +80,14 @@ void append(JSON::Object& object, const Transfer& transfer, const Outputs& outpu
     object.emplace_back("protocolVersion", transfer.protocolVersion);
     object.emplace_back("bytes", std::uint64_t{transfer.bytes});
     object.emplace_back("chunks", std::uint64_t{transfer.chunks});
-    object.emplace_back("seconds", seconds(transfer.time));
+    object.emplace_back("seconds", inSeconds(transfer.time));
     object.emplace_back("frame", outputs.frame ? JSON(*outputs.frame) : JSON());
     object.emplace_back("trace", outputs.trace ? JSON(*outputs.trace) : JSON());
 }
 
 std::string description(const Transfer& transfer) {
     std::array<char, 32> time{};
-    std::snprintf(time.data(), time.size(), "%.2f", seconds(transfer.time));
+    std::snprintf(time.data(), time.size(), "%.2f", inSeconds(transfer.time));
     return grouped(transfer.bytes) + " bytes in " + grouped(transfer.chunks) + " chunks, " + time.data() + " s";
 }
 

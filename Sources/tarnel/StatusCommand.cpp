@@ -21,10 +21,6 @@ struct StatusOptions {
     AirOptions air;
 };
 
-double inSeconds(platform::Duration duration) {
-    return std::chrono::duration<double>(duration).count();
-}
-
 std::optional<std::string> firmwareOf(const Tarnel& device) {
     if (const auto number = device.getIntProperty(Property::version)) {
         return std::to_string(*number);

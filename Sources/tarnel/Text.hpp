@@ -1,7 +1,10 @@
 #pragma once
 
 #include <TarnelSDK/platform/Bytes.hpp>
+#include <TarnelSDK/platform/Queue.hpp>
 
+#include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,5 +27,9 @@ std::string printable(std::string_view text);
 
 /// "1,234,567".
 std::string grouped(std::uint64_t number);
+
+constexpr double inSeconds(platform::Duration duration) {
+    return std::chrono::duration<double>(duration).count();
+}
 
 } // namespace tarnel::command
