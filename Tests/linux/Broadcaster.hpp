@@ -25,8 +25,6 @@ using bluez::PeripheralManager;
 using bluez::PeripheralManagerState;
 using Radio = PeripheralManagerState::Radio;
 
-inline constexpr const char* phoneAddress = "00:AA:01:00:00:77";
-
 inline std::vector<LocalService> services(bool withoutResponse = true, bool needsEncryption = false) {
     return {{UUID::bluetooth(dataService),
              {{.uuid = UUID::bluetooth(outCharacteristic),

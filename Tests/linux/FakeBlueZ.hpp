@@ -20,6 +20,14 @@
 
 namespace tarnel::test {
 
+inline constexpr const char* dataService = "39191400-bfc2-4bee-a81a-28c23b6ac84a";
+inline constexpr const char* outCharacteristic = "39191401-bfc2-4bee-a81a-28c23b6ac84a";
+inline constexpr const char* inCharacteristic = "39191402-bfc2-4bee-a81a-28c23b6ac84a";
+inline constexpr const char* batteryService = "0000180f-0000-1000-8000-00805f9b34fb";
+inline constexpr const char* batteryLevel = "00002a19-0000-1000-8000-00805f9b34fb";
+inline constexpr const char* glassesAddress = "00:AA:01:01:00:01";
+inline constexpr const char* phoneAddress = "00:AA:01:00:00:77";
+
 inline sdbus::Error errorOf(const bluez::Failure& failure) {
     return sdbus::Error(failure.name, failure.message);
 }

@@ -21,13 +21,6 @@
 
 namespace tarnel::test {
 
-inline constexpr const char* dataService = "39191400-bfc2-4bee-a81a-28c23b6ac84a";
-inline constexpr const char* outCharacteristic = "39191401-bfc2-4bee-a81a-28c23b6ac84a";
-inline constexpr const char* inCharacteristic = "39191402-bfc2-4bee-a81a-28c23b6ac84a";
-inline constexpr const char* batteryService = "0000180f-0000-1000-8000-00805f9b34fb";
-inline constexpr const char* batteryLevel = "00002a19-0000-1000-8000-00805f9b34fb";
-inline constexpr const char* glassesAddress = "00:AA:01:01:00:01";
-
 inline FakeDevice glasses(std::string address = glassesAddress) {
     return {.address = std::move(address),
             .services = {dataService},

@@ -21,10 +21,6 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr const char* phoneAddress = "00:AA:01:00:00:77";
-constexpr const char* outCharacteristic = "39191401-bfc2-4bee-a81a-28c23b6ac84a";
-constexpr const char* inCharacteristic = "39191402-bfc2-4bee-a81a-28c23b6ac84a";
-constexpr const char* batteryLevel = "00002a19-0000-1000-8000-00805f9b34fb";
 constexpr int usage = 2;
 constexpr int failed = 1;
 constexpr int patience = 30'000; ///< in milliseconds
