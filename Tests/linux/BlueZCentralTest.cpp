@@ -336,6 +336,24 @@ TEST(BlueZConnection, connectsAgainWhenAskedWhileItDisconnects) {
     EXPECT_TRUE(machine.bluez.device(glassesAddress).isConnected);
 }
 
+/// BlueZ answers a call to disconnect before it announces that the connection is gone.
+TEST(BlueZConnection, doesNotTakeOneThatHasEndedForOneThatIsThere) {
+    Machine machine;
+    machine.open();
+    machine.bluez.change(glassesAddress, [](auto& device) { device.endsSilently = true; });
+    machine.application->forget();
+    machine.central->cancelPeripheralConnection(machine.peripheral);
+    // When discovery has come and gone, the daemon's answer has arrived too.
+    machine.central->scanForPeripherals(glassesService());
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.isDiscovering(); }));
+    machine.central->stopScan();
+    EXPECT_TRUE(Machine::eventually([&] { return !machine.bluez.isDiscovering(); }));
+    EXPECT_EQ(machine.bluez.calls("Disconnect"), 1);
+    machine.connect();
+    EXPECT_EQ(machine.bluez.calls("Connect"), 2);
+    EXPECT_TRUE(machine.bluez.device(glassesAddress).isConnected);
+}
+
 TEST(BlueZConnection, endsWithAnErrorWhenTheDeviceGoes) {
     Machine machine;
     machine.open();

@@ -330,7 +330,9 @@ void FakeBlueZ::setConnected(FakeDevice& device, bool isConnected) {
     }
     removeBelow(devicePath(device) + "/");
     device.isResolved = false;
-    object.emitPropertiesChangedSignal(deviceInterface, {"ServicesResolved", "Connected"});
+    if (!device.endsSilently) {
+        object.emitPropertiesChangedSignal(deviceInterface, {"ServicesResolved", "Connected"});
+    }
 }
 
 void FakeBlueZ::connectByAnother(const std::string& address) {

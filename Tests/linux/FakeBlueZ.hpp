@@ -66,6 +66,7 @@ struct FakeDevice {
     bool holdsConnect = false;     ///< connecting is not answered
     bool connectsSilently = false; ///< no signal tells that it is connected
     bool resolvesSilently = false; ///< nor that its services are known
+    bool endsSilently = false;     ///< nor that it is no longer connected
 
     bool isKnown = false; ///< has an object
     bool isConnected = false;

@@ -138,10 +138,23 @@ void Links::disconnect(const std::string& address) {
         *path, deviceInterface, "Disconnect", nullptr,
         [this, address, generation = generation_](sdbus::MethodReply*, const Failure*) {
             if (generation == generation_) {
-                disconnected(address);
+                disconnectAnswered(address);
             }
         },
         disconnectPatience);
+}
+
+/// BlueZ answers before it announces that the connection is gone. Until then the device would pass for a connected one.
+void Links::disconnectAnswered(const std::string& address) {
+    const auto path = host_.devicePath(address);
+    if (!path || !host_.isConnected(address)) {
+        return disconnected(address);
+    }
+    host_.bus().refresh(*path, deviceInterface, "Connected", [this, address, generation = generation_] {
+        if (generation == generation_) {
+            disconnected(address);
+        }
+    });
 }
 
 /// The device is disconnected as far as this process can see to it.

@@ -66,6 +66,7 @@ private:
     void attach(const std::string& address, Link& link);
     void dropUnused(const std::string& address);
     void disconnect(const std::string& address);
+    void disconnectAnswered(const std::string& address);
     void disconnected(const std::string& address);
 
     Host& host_;
