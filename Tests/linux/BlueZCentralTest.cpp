@@ -255,17 +255,78 @@ TEST(BlueZConnection, takesOverFromAClientThatIsGone) {
     EXPECT_EQ(machine.bluez.calls("Disconnect"), 1);
 }
 
-TEST(BlueZConnection, namesALostBond) {
-    Machine machine;
+test::FakeDevice bondedGlasses() {
     auto device = glasses();
     device.isBonded = true;
-    device.connectFailures = {{"org.bluez.Error.AuthenticationFailed", "Authentication Failed"}};
-    machine.bluez.addDevice(device);
+    return device;
+}
+
+/// As the SDK does, an application asks again for a connection that has ended.
+void connectUntilFailed(Machine& machine, int ends) {
     ASSERT_TRUE(machine.application->await("state 5"));
     machine.peripheral = machine.known();
+    for (int end = 1; end <= ends; ++end) {
+        machine.central->connect(machine.peripheral);
+        ASSERT_TRUE(machine.application->await("disconnected with error 7", end));
+    }
     machine.central->connect(machine.peripheral);
-    EXPECT_TRUE(machine.application->await("failed with error 14"));
+    ASSERT_TRUE(machine.application->await("failed with error 14"));
     EXPECT_EQ(machine.peripheral->state(), PeripheralState::disconnected);
+}
+
+TEST(BlueZConnection, namesALostBond) {
+    Machine machine;
+    auto device = bondedGlasses();
+    device.connectFailures = {{"org.bluez.Error.AuthenticationFailed", "Authentication Failed"}};
+    machine.bluez.addDevice(device);
+    connectUntilFailed(machine, 0);
+}
+
+TEST(BlueZConnection, namesALostBondForWhichTheDaemonGivesTheReason) {
+    Machine machine;
+    auto device = bondedGlasses();
+    device.hasLostBond = device.isNamedLost = true;
+    machine.bluez.addDevice(device);
+    connectUntilFailed(machine, 1);
+}
+
+TEST(BlueZConnection, namesALostBondOfWhichTheDaemonSaysNothing) {
+    Machine machine;
+    auto device = bondedGlasses();
+    device.hasLostBond = true;
+    machine.bluez.addDevice(device);
+    connectUntilFailed(machine, 3);
+}
+
+TEST(BlueZConnection, comesBackOnceALostBondIsNamed) {
+    Machine machine;
+    auto device = bondedGlasses();
+    device.hasLostBond = device.isNamedLost = true;
+    machine.bluez.addDevice(device);
+    connectUntilFailed(machine, 1);
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.calls("RemoveDevice") == 1; }));
+    machine.application->forget();
+    machine.central->scanForPeripherals(glassesService());
+    ASSERT_TRUE(machine.application->await("found"));
+    machine.central->stopScan();
+    machine.connect();
+    machine.discover();
+    EXPECT_NE(machine.out, nullptr);
+}
+
+TEST(BlueZConnection, keepsTheBondOfADeviceThatIsLostAgainAndAgain) {
+    Machine machine;
+    machine.bluez.addDevice(bondedGlasses());
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.peripheral = machine.known();
+    for (int round = 1; round <= 5; ++round) {
+        machine.central->connect(machine.peripheral);
+        ASSERT_TRUE(machine.application->await("connected", round));
+        machine.bluez.dropConnection(glassesAddress);
+        ASSERT_TRUE(machine.application->await("disconnected with error 7", round));
+    }
+    EXPECT_EQ(machine.application->count("failed with error 14"), 0);
+    EXPECT_EQ(machine.bluez.calls("RemoveDevice"), 0);
 }
 
 TEST(BlueZConnection, endsWithoutAnErrorWhenItIsCancelled) {

@@ -268,6 +268,7 @@ void FakeBlueZ::exportDevice(FakeDevice& device) {
         }
         return data;
     });
+    object->registerSignal("Disconnected").onInterface(deviceInterface).withParameters<std::string, std::string>();
     object->registerMethod("Connect").onInterface(deviceInterface).implementedAs([this, raw](sdbus::Result<>&& result) {
         count("Connect");
         connect(*raw, std::move(result));
@@ -301,8 +302,26 @@ void FakeBlueZ::connect(FakeDevice& device, sdbus::Result<> result) {
         result.returnError(sdbus::Error("org.bluez.Error.Failed", "le-connection-abort-by-local"));
         return;
     }
-    setConnected(device, true);
+    if (device.hasLostBond && device.isBonded) {
+        connectInVain(device);
+    } else {
+        setConnected(device, true);
+    }
     result.returnResults();
+}
+
+void FakeBlueZ::connectInVain(FakeDevice& device) {
+    auto& object = *objects_.at(devicePath(device));
+    device.isConnected = true;
+    object.emitPropertiesChangedSignal(deviceInterface, {"Connected"});
+    loop_.post([this, &device, &object] {
+        if (device.isNamedLost) {
+            object.emitSignal("Disconnected")
+                .onInterface(deviceInterface)
+                .withArguments(std::string("org.bluez.Reason.Authentication"), std::string());
+        }
+        setConnected(device, false);
+    });
 }
 
 void FakeBlueZ::setConnected(FakeDevice& device, bool isConnected) {

@@ -67,6 +67,8 @@ struct FakeDevice {
     bool connectsSilently = false; ///< no signal tells that it is connected
     bool resolvesSilently = false; ///< nor that its services are known
     bool endsSilently = false;     ///< nor that it is no longer connected
+    bool hasLostBond = false;      ///< ends every connection at once as long as the daemon has the bond
+    bool isNamedLost = false;      ///< and the daemon says why
 
     bool isKnown = false; ///< has an object
     bool isConnected = false;
@@ -157,6 +159,7 @@ private:
     void removeBelow(const std::string& path);
     void setConnected(FakeDevice& device, bool isConnected);
     void connect(FakeDevice& device, sdbus::Result<> result);
+    void connectInVain(FakeDevice& device);
     FakeCharacteristic& find(const std::string& address, const std::string& uuid, std::string* path = nullptr);
     void count(const std::string& method) { ++calls_[method]; }
 

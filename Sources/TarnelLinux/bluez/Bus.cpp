@@ -14,6 +14,8 @@ constexpr auto longestRetry = 5000ms;
 
 } // namespace
 
+void Bus::Listener::deviceDisconnected(const std::string&, const std::string&) {}
+
 Bus::Bus(EventLoop& loop, std::optional<std::string> address, Listener& listener)
     : loop_(loop), address_(std::move(address)), listener_(listener) {}
 
@@ -48,6 +50,7 @@ void Bus::connect() {
                                                  receive));
         matches_.push_back(connection_->addMatch(signals + objectManagerInterface + "'", receive));
         matches_.push_back(connection_->addMatch(signals + propertiesInterface + "'", receive));
+        matches_.push_back(connection_->addMatch(signals + deviceInterface + "'", receive));
         retryDelay_ = 0ms;
     } catch (const sdbus::Error& error) {
         lost({error.getName(), error.getMessage()});
@@ -163,6 +166,10 @@ void Bus::received(sdbus::Message& message) {
             later([this, path = message.getPath(), interface, properties, invalidated] {
                 changed(path, interface, properties, invalidated);
             });
+        } else if (member == "Disconnected") {
+            std::string reason;
+            message >> reason;
+            later([this, path = message.getPath(), reason] { listener_.deviceDisconnected(path, reason); });
         }
     } catch (const sdbus::Error&) {
         // A signal of another shape than BlueZ's tells nothing.

@@ -48,6 +48,8 @@ public:
                                       const Properties& properties) = 0;
         virtual void propertiesChanged(const std::string& path, const std::string& interface,
                                        const Properties& changed) = 0;
+        /// The reason is one of "org.bluez.Reason...". Since BlueZ 5.83; nothing by default.
+        virtual void deviceDisconnected(const std::string& path, const std::string& reason);
     };
 
     using Fill = std::function<void(sdbus::MethodCall&)>;

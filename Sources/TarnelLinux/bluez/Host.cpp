@@ -273,6 +273,17 @@ bool Host::isBonded(const std::string& address) const {
            (valueOf<bool>(*device, "Bonded").value_or(false) || valueOf<bool>(*device, "Paired").value_or(false));
 }
 
+void Host::removeDevice(const std::string& address) {
+    const auto path = devicePath(address);
+    if (!path) {
+        return;
+    }
+    bus_.call(
+        adapter_, adapterInterface, "RemoveDevice",
+        [&](sdbus::MethodCall& message) { message << sdbus::ObjectPath(*path); },
+        [](sdbus::MethodReply*, const Failure*) {});
+}
+
 void Host::learn(const std::string& address, const Properties& device) {
     Directory::Entry entry;
     entry.name = valueOf<std::string>(device, "Name");
@@ -325,6 +336,9 @@ void Host::deviceChanged(const std::string& path, const Properties& changed) {
     }
     if (isHeard && device->contains("RSSI")) {
         deviceSeen(*address, *device);
+    }
+    if (valueOf<bool>(changed, "ServicesResolved") == true) {
+        links_.servicesResolved(*address);
     }
     for (const auto& user : links_.users(*address)) {
         if (changed.contains("ServicesResolved") && user->session()) {
@@ -400,6 +414,13 @@ void Host::propertiesChanged(const std::string& path, const std::string& interfa
                 }
             }
         }
+    }
+}
+
+void Host::deviceDisconnected(const std::string& path, const std::string& reason) {
+    const auto address = addressAt(path);
+    if (address && reason == authenticationReason && isBonded(*address)) {
+        links_.bondRefused(*address);
     }
 }
 

@@ -70,11 +70,14 @@ public:
     std::optional<std::string> devicePath(const std::string& address) const;
     bool isConnected(const std::string& address) const;
     bool isBonded(const std::string& address) const;
+    /// Has the daemon forget the device, and its bond.
+    void removeDevice(const std::string& address);
 
     void daemonChanged(bool isThere) override;
     void interfaceAdded(const std::string& path, const std::string& interface) override;
     void interfaceRemoved(const std::string& path, const std::string& interface, const Properties& properties) override;
     void propertiesChanged(const std::string& path, const std::string& interface, const Properties& changed) override;
+    void deviceDisconnected(const std::string& path, const std::string& reason) override;
 
 private:
     void start();

@@ -12,6 +12,7 @@ namespace tarnel::bluez {
 namespace {
 
 using namespace std::chrono_literals;
+using platform::BluetoothError;
 
 /// The daemon gives up by itself before this.
 constexpr auto connectPatience = 90s;
@@ -65,6 +66,9 @@ void Links::connect(const std::shared_ptr<Peripheral>& peripheral) {
     if (!contains(link.waiting, peripheral)) {
         link.waiting.push_back(peripheral);
     }
+    if (failIfBondIsLost(address)) {
+        return;
+    }
     if (host_.isConnected(address) && !link.isDisconnecting) {
         return attach(address, link);
     }
@@ -76,6 +80,7 @@ void Links::attach(const std::string& address, Link& link) {
     link.failures = 0;
     link.awaitsSighting = false;
     link.isRestarted = false;
+    lostBonds_.connected(address);
     const auto path = host_.devicePath(address);
     for (const auto& peripheral : std::exchange(link.waiting, {})) {
         if (path) {
@@ -236,6 +241,13 @@ void Links::concluded(const std::string& address, const Failure* failure) {
     if (link.isDisconnecting) {
         return;
     }
+    if (!failure) {
+        lostBonds_.connected(address);
+        endedByItself(address);
+        if (failIfBondIsLost(address)) {
+            return;
+        }
+    }
     attemptFailed(address, link,
                   failure ? *failure : Failure{"org.bluez.Error.Failed", "The connection ended at once."});
     host_.updateDiscovery();
@@ -244,10 +256,7 @@ void Links::concluded(const std::string& address, const Failure* failure) {
 void Links::attemptFailed(const std::string& address, Link& link, const Failure& failure) {
     const auto error = connectionError(failure, host_.isBonded(address));
     if (error.code == platform::peerRemovedPairingInformation) {
-        for (const auto& peripheral : std::exchange(link.waiting, {})) {
-            peripheral->failed(error);
-        }
-        return dropUnused(address);
+        return bondLost(address, error);
     }
     if (isInProgress(failure) && !std::exchange(link.isRestarted, true)) {
         // A client that is gone has left its attempt behind.
@@ -261,6 +270,40 @@ void Links::attemptFailed(const std::string& address, Link& link, const Failure&
         return attempt(address);
     }
     link.awaitsSighting = true;
+}
+
+void Links::endedByItself(const std::string& address) {
+    if (host_.isBonded(address)) {
+        lostBonds_.ended(address);
+    }
+}
+
+void Links::bondRefused(const std::string& address) {
+    lostBonds_.refused(address);
+    if (!host_.isConnected(address)) {
+        failIfBondIsLost(address);
+    }
+}
+
+/// Whether nobody waits for the device any longer, as it no longer has the bond.
+bool Links::failIfBondIsLost(const std::string& address) {
+    const auto found = links_.find(address);
+    if (found == links_.end() || found->second.waiting.empty() || !lostBonds_.isLost(address) ||
+        !host_.isBonded(address)) {
+        return false;
+    }
+    bondLost(address, centralError(platform::peerRemovedPairingInformation, "The peripheral no longer has the bond."));
+    return true;
+}
+
+/// With its own side of the bond removed too, the next connection makes a new one.
+void Links::bondLost(const std::string& address, const BluetoothError& error) {
+    lostBonds_.forget(address);
+    for (const auto& peripheral : std::exchange(links_[address].waiting, {})) {
+        peripheral->failed(error);
+    }
+    host_.removeDevice(address);
+    dropUnused(address);
 }
 
 void Links::sighted(const std::string& address) {
@@ -290,10 +333,16 @@ void Links::connectedChanged(const std::string& address, bool isConnected) {
         }
         return;
     }
+    if (!link.users.empty() && !link.isDisconnecting) {
+        endedByItself(address);
+    }
     for (const auto& peripheral : std::exchange(link.users, {})) {
         peripheral->ended(centralError(platform::peripheralDisconnected, "The peripheral ended the connection."));
     }
     disconnected(address);
+    if (failIfBondIsLost(address)) {
+        return;
+    }
     if (const auto still = links_.find(address); still != links_.end()) {
         attempt(address);
         dropUnused(address);

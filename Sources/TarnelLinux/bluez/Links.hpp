@@ -1,6 +1,7 @@
 #pragma once
 
 #include <TarnelLinux/bluez/Bus.hpp>
+#include <TarnelLinux/bluez/LostBonds.hpp>
 #include <TarnelSDK/platform/Bluetooth.hpp>
 
 #include <chrono>
@@ -41,6 +42,9 @@ public:
     // The host's news.
 
     void connectedChanged(const std::string& address, bool isConnected);
+    void servicesResolved(const std::string& address) { lostBonds_.servicesResolved(address); }
+    /// The device's keys were not those of the bond.
+    void bondRefused(const std::string& address);
     /// The device was heard.
     void sighted(const std::string& address);
     void deviceRemoved(const std::string& address);
@@ -63,17 +67,21 @@ private:
     void attempted(const std::string& address, const Failure* failure);
     void concluded(const std::string& address, const Failure* failure);
     void attemptFailed(const std::string& address, Link& link, const Failure& failure);
+    void endedByItself(const std::string& address);
+    bool failIfBondIsLost(const std::string& address);
+    void bondLost(const std::string& address, const platform::BluetoothError& error);
     void attach(const std::string& address, Link& link);
     void dropUnused(const std::string& address);
     void disconnect(const std::string& address);
     void disconnectAnswered(const std::string& address);
     void disconnected(const std::string& address);
 
-    Host& host_;
     void takeRadio();
     void releaseRadio();
 
+    Host& host_;
     std::map<std::string, Link> links_;
+    LostBonds lostBonds_;
     bool needsRadio_ = false;
     EventLoop::Timer radioTimer_ = 0;
     std::uint64_t generation_ = 0;

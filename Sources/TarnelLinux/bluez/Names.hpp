@@ -16,4 +16,6 @@ inline constexpr const char* advertisementInterface = "org.bluez.LEAdvertisement
 inline constexpr const char* agentInterface = "org.bluez.Agent1";
 inline constexpr const char* agentManagerInterface = "org.bluez.AgentManager1";
 
+inline constexpr const char* authenticationReason = "org.bluez.Reason.Authentication";
+
 } // namespace tarnel::bluez
