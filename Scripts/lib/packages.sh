@@ -18,7 +18,7 @@ packages_to_test=(
 
 # The virtual machine that Bluetooth is tested in: Tests/Radio/machine.
 packages_to_test_radio=(
-    qemu-system-x86 busybox-static cpio kmod dbus bluez bluez-test-tools
+    qemu-system-x86 busybox-static cpio kmod xz-utils dbus bluez bluez-test-tools
 )
 
 # install_missing PACKAGE...

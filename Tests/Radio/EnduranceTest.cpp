@@ -24,7 +24,7 @@ struct Holdings {
     long files = entriesOf("/proc/self/fd");
     long threads = entriesOf("/proc/self/task");
     long names = countNames();   ///< on the system bus, of all programs
-    long kilobytes = resident(); ///< of memory
+    long kilobytes = resident(); ///< of memory of its own
 
     static long countNames() {
         const auto connection = sdbus::createSystemBusConnection();
@@ -38,7 +38,7 @@ struct Holdings {
     static long resident() {
         std::ifstream status("/proc/self/status");
         for (std::string word; status >> word;) {
-            if (word == "VmRSS:") {
+            if (word == "RssAnon:") {
                 long kilobytes = 0;
                 status >> kilobytes;
                 return kilobytes;

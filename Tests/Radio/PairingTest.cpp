@@ -114,6 +114,8 @@ TEST_F(Pairing, thatTheGlassesHaveForgottenIsNamed) {
     EXPECT_TRUE(isNamed);
     EXPECT_FALSE(host->manager().isLinked.value());
     EXPECT_TRUE(stack->isDaemonRunning());
+    EXPECT_TRUE(host->link()) << "with a new bond";
+    EXPECT_TRUE(stack->isBonded("hci1"));
 }
 
 } // namespace
