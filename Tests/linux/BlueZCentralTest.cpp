@@ -152,6 +152,17 @@ TEST(BlueZScan, reportsADeviceOnceUnlessItsAdvertisementChanges) {
     ASSERT_TRUE(machine.application->await("found", 3)) << "a new scan reports it again";
 }
 
+/// BlueZ drops what it hears before it is told that the scan has begun, and a controller reports a device only once.
+TEST(BlueZScan, looksAfreshForWhatWasMissed) {
+    Machine machine;
+    machine.bluez.addDevice(glasses());
+    machine.bluez.dropSightings(1);
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.central->scanForPeripherals(glassesService());
+    EXPECT_TRUE(machine.application->await("found"));
+    EXPECT_EQ(machine.bluez.calls("StartDiscovery"), 2);
+}
+
 TEST(BlueZScan, endsForTheAdapterToo) {
     Machine machine;
     ASSERT_TRUE(machine.application->await("state 5"));

@@ -125,6 +125,10 @@ void FakeBlueZ::exportAdapter() {
             throw sdbus::Error("org.bluez.Error.NotReady", "Resource Not Ready");
         }
         isDiscovering_ = true;
+        if (deafDiscoveries_ > 0) {
+            --deafDiscoveries_;
+            return;
+        }
         loop_.post([this] { discover(); });
     });
     object->registerMethod("StopDiscovery").onInterface(adapterInterface).implementedAs([this] {
@@ -401,6 +405,10 @@ bool FakeBlueZ::isDiscovering() {
     bool isDiscovering = false;
     sync([&] { isDiscovering = isDiscovering_; });
     return isDiscovering;
+}
+
+void FakeBlueZ::dropSightings(int discoveries) {
+    sync([&] { deafDiscoveries_ = discoveries; });
 }
 
 std::vector<std::string> FakeBlueZ::filteredServices() {

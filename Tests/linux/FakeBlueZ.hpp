@@ -139,6 +139,8 @@ public:
     FakeDevice device(const std::string& address);
     FakeCharacteristic characteristic(const std::string& address, const std::string& uuid);
     bool isDiscovering();
+    /// As many discoveries report nothing of what they hear.
+    void dropSightings(int discoveries);
     std::vector<std::string> filteredServices();
     /// Asks the registered agent for an authorization; whether it agrees.
     bool askAgent(const std::string& address);
@@ -169,6 +171,7 @@ private:
     std::string adapter_;
     bool isPowered_ = false;
     bool isDiscovering_ = false;
+    int deafDiscoveries_ = 0;
     std::vector<std::string> filter_;
     std::map<std::string, std::unique_ptr<FakeDevice>> devices_;
     std::vector<sdbus::Result<>> held_;

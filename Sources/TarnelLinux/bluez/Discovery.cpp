@@ -8,8 +8,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Waiting listens this long at a time. It looks afresh each time, because a device that stays is reported once only.
+/// Waiting listens this long at a time. It looks afresh each time, because a device that stays is reported once only;
+/// and so does a scan, of which BlueZ 5.66 drops what it hears before it is told that the scan has begun.
 constexpr auto turnOn = 5s;
+constexpr auto firstTurnOfScan = 1s;
 constexpr auto turnOff = 10s;
 constexpr auto eagerFor = 30s;
 constexpr auto retryDelay = 500ms;
@@ -38,15 +40,17 @@ void Discovery::call(const std::string& method, const Bus::Fill& fill, std::func
 
 void Discovery::setWish(const Wish& wish) {
     const bool startsWaiting = wish.isWait && !wish_.isWait;
+    const bool startsScan = wish.isScan && !wish_.isScan;
     wish_ = wish;
     if (startsWaiting) {
         waitingSince_ = std::chrono::steady_clock::now();
         isTurn_ = true;
     }
-    if (!wish_.isWait) {
+    if (startsScan || (!wish_.isWait && !wish_.isScan)) {
         loop_.cancel(std::exchange(turnTimer_, 0));
-    } else if (turnTimer_ == 0) {
-        turnTimer_ = loop_.after(turnOn, [this] { turn(); });
+    }
+    if (turnTimer_ == 0 && (wish_.isWait || wish_.isScan)) {
+        turnTimer_ = loop_.after(startsScan ? firstTurnOfScan : turnOn, [this] { turn(); });
     }
     update();
 }
@@ -79,7 +83,7 @@ void Discovery::restart() {
 
 void Discovery::turn() {
     const bool isEager = std::chrono::steady_clock::now() - waitingSince_ < eagerFor;
-    if (isEager || !isTurn_) {
+    if (wish_.isScan || isEager || !isTurn_) {
         restarts_ = isTurn_;
         isTurn_ = true;
         turnTimer_ = loop_.after(turnOn, [this] { turn(); });
