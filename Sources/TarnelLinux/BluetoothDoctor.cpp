@@ -103,12 +103,15 @@ void Examination::checkBus() {
     case BusProbe::Answer::silent:
         return problem("bus", "the system bus (D-Bus) at " + probe.path + " does not answer",
                        "sudo systemctl restart dbus");
+    case BusProbe::Answer::unknownUser:
+        return problem("bus", "the system bus (D-Bus) at " + probe.path + " does not accept this user",
+                       isContainer(machine_.root) ? "docker run --user \"$(id -u)\" ...   (the bus asks who it is)"
+                                                  : "sudo systemctl restart dbus");
     }
     view_ = viewDaemon(address, machine_.patience);
     if (view_.busFailure) {
         return problem("bus", "the system bus (D-Bus) cannot be used: " + view_.busFailure->message,
-                       isContainer(machine_.root) ? "docker run --user \"$(id -u)\" ...   (the bus asks who it is)"
-                                                  : "sudo systemctl restart dbus");
+                       "sudo systemctl restart dbus");
     }
     hasBus_ = true;
     ok("bus", "the system bus (D-Bus) answers");

@@ -7,9 +7,17 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <unistd.h>
 
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <string_view>
+#include <system_error>
+#include <thread>
 
 namespace tarnel::test {
 namespace {
@@ -19,6 +27,17 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using Result = Finding::Result;
+
+int listenAt(const std::string& path) {
+    const int listening = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    path.copy(name.sun_path, sizeof name.sun_path - 1);
+    if (::bind(listening, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0 || ::listen(listening, 5) != 0) {
+        throw std::system_error(errno, std::generic_category(), path);
+    }
+    return listening;
+}
 
 /// A machine whose Bluetooth is well, until something is broken.
 class BluetoothDoctor : public testing::Test {
@@ -135,19 +154,33 @@ TEST_F(BluetoothDoctor, looksForTheBusBelowTheRoot) {
 }
 
 TEST_F(BluetoothDoctor, doesNotWaitForABusThatIsSilent) {
-    const int silent = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un name{};
-    name.sun_family = AF_UNIX;
     const std::string path = root / "bus";
-    path.copy(name.sun_path, sizeof name.sun_path - 1);
-    ASSERT_EQ(::bind(silent, reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
-    ASSERT_EQ(::listen(silent, 5), 0);
+    const int silent = listenAt(path);
     examine("unix:path=" + path);
     EXPECT_THAT(problems(), ElementsAre("bus"));
     EXPECT_EQ(remedy("bus"), "sudo systemctl restart dbus");
     ::close(silent);
     examine("unix:path=" + path);
     EXPECT_EQ(remedy("bus"), "sudo systemctl start dbus");
+}
+
+TEST_F(BluetoothDoctor, doesNotWaitForABusThatRefusesAndFallsSilent) {
+    const std::string path = root / "bus";
+    const int listening = listenAt(path);
+    std::thread refusing([&] {
+        const int client = ::accept(listening, nullptr, nullptr);
+        std::array<char, 64> line{};
+        EXPECT_GT(::recv(client, line.data(), line.size(), 0), 0);
+        constexpr std::string_view answer = "REJECTED EXTERNAL\r\n";
+        EXPECT_EQ(::send(client, answer.data(), answer.size(), MSG_NOSIGNAL), static_cast<ssize_t>(answer.size()));
+        EXPECT_EQ(::recv(client, line.data(), line.size(), 0), 0) << "it leaves";
+        ::close(client);
+    });
+    examine("unix:path=" + path);
+    refusing.join();
+    ::close(listening);
+    EXPECT_THAT(problems(), ElementsAre("bus"));
+    EXPECT_THAT(text("bus"), HasSubstr("does not accept this user"));
 }
 
 TEST_F(BluetoothDoctor, tellsADaemonThatDoesNotRunFromOneThatIsNotInstalled) {
@@ -312,7 +345,36 @@ TEST_F(BluetoothDoctor, looksAtSettings) {
     EXPECT_EQ(readText(folder / "settings.sqlite"), std::string(4096, 'x'));
     EXPECT_EQ(examineSettings(std::nullopt).result, Result::problem);
     writeText(root / "file", "");
-    EXPECT_EQ(examineSettings(root.path() / "file/org.example").result, Result::problem);
+    const auto inTheWay = examineSettings(root.path() / "file/org.example");
+    EXPECT_EQ(inTheWay.result, Result::problem);
+    EXPECT_EQ(inTheWay.remedy, "mv '" + (root / "file") + "' '" + (root / "file") + ".old'");
+}
+
+/// Exits with 1 when the settings are a problem to somebody without rights of their own, and says what mends it.
+[[noreturn]] void examineAsNobody(const fs::path& folder) {
+    constexpr uid_t nobody = 65534;
+    if (::geteuid() == 0 && ::setresuid(nobody, nobody, nobody) != 0) {
+        std::exit(2);
+    }
+    const auto found = examineSettings(folder);
+    std::fputs(found.remedy.c_str(), stderr);
+    std::exit(found.result == Result::problem ? 1 : 0);
+}
+
+TEST_F(BluetoothDoctor, changesTheOwnerOfNothingButTheApplicationsFolder) {
+    const fs::path closed = root.path() / "closed";
+    const fs::path folder = closed / "config/org.example";
+    fs::create_directories(closed);
+    fs::permissions(root.path(), fs::perms(0755));
+    fs::permissions(closed, fs::perms(0555));
+    const std::string own = "'" + folder.string() + "'";
+    EXPECT_EXIT(examineAsNobody(folder), testing::ExitedWithCode(1),
+                "^sudo install -d -o \"\\$USER\" -m 700 " + own + "$");
+    fs::permissions(closed, fs::perms(0755));
+    fs::create_directories(folder);
+    fs::permissions(folder, fs::perms(0555));
+    EXPECT_EXIT(examineAsNobody(folder), testing::ExitedWithCode(1),
+                "^sudo chown -R \"\\$USER\" " + own + " && chmod -R u\\+rwX " + own + "$");
 }
 
 } // namespace

@@ -30,14 +30,34 @@ public:
     Socket& operator=(const Socket&) = delete;
 
     int descriptor() const { return descriptor_; }
-    bool isReady(short events, std::chrono::milliseconds patience) const {
-        pollfd entry{descriptor_, events, 0};
-        return ::poll(&entry, 1, static_cast<int>(patience.count())) > 0 && (entry.revents & events) != 0;
+
+    /// The first line that comes in answer, or what there is of it; empty when nothing comes.
+    std::string ask(std::string_view question, std::chrono::milliseconds patience) const {
+        if (::send(descriptor_, question.data(), question.size(), MSG_NOSIGNAL) !=
+            static_cast<ssize_t>(question.size())) {
+            return {};
+        }
+        std::array<char, 256> line{};
+        pollfd entry{descriptor_, POLLIN, 0};
+        const auto length = ::poll(&entry, 1, static_cast<int>(patience.count())) > 0
+                                ? ::recv(descriptor_, line.data(), line.size(), 0)
+                                : 0;
+        return length > 0 ? std::string(line.data(), static_cast<std::size_t>(length)) : std::string();
     }
 
 private:
     int descriptor_;
 };
+
+/// This process's user asks to be let in. The one byte before the first line carries credentials.
+std::string greeting() {
+    std::string user;
+    for (const char digit : std::to_string(::geteuid())) {
+        user += '3';
+        user += digit; // "0" is 30 in hexadecimal
+    }
+    return std::string(1, '\0') + "AUTH EXTERNAL " + user + "\r\n";
+}
 
 } // namespace
 
@@ -61,14 +81,12 @@ BusProbe probeBus(const std::string& address, std::chrono::milliseconds patience
                                             : (isAbsent ? BusProbe::Answer::absent : BusProbe::Answer::refused);
         return {answer, probe.path, std::strerror(error)};
     }
-    // The one byte before the first line carries credentials. The answer is the list of mechanisms.
-    constexpr std::string_view greeting("\0AUTH\r\n", 7);
-    std::array<char, 256> line{};
-    const bool isAsked = ::send(socket.descriptor(), greeting.data(), greeting.size(), MSG_NOSIGNAL) ==
-                         static_cast<ssize_t>(greeting.size());
-    if (!isAsked || !socket.isReady(POLLIN, patience) ||
-        ::recv(socket.descriptor(), line.data(), line.size(), 0) <= 0) {
+    const std::string answer = socket.ask(greeting(), patience);
+    if (answer.empty()) {
         return {BusProbe::Answer::silent, probe.path, "no answer"};
+    }
+    if (!answer.starts_with("OK ")) {
+        return {BusProbe::Answer::unknownUser, probe.path, "it does not accept this user"};
     }
     return probe;
 }

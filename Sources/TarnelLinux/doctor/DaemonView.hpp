@@ -12,13 +12,13 @@ namespace tarnel::doctor {
 
 /// How the system bus answers to somebody who connects.
 struct BusProbe {
-    enum class Answer { alive, absent, refused, silent };
+    enum class Answer { alive, absent, refused, silent, unknownUser };
     Answer answer = Answer::alive;
     std::string path;   ///< of the socket; empty for an address that is no path
     std::string reason; ///< what the system says
 };
 
-/// Connects to the socket of "unix:path=..." and begins to speak (D-Bus Specification, "Authentication Protocol").
+/// Connects to the socket of "unix:path=..." and asks to be let in (D-Bus Specification, "Authentication Protocol").
 /// Other addresses are taken to be alive.
 BusProbe probeBus(const std::string& address, std::chrono::milliseconds patience);
 

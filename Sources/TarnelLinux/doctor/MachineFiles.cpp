@@ -222,18 +222,22 @@ Finding checkSettings(const fs::path& folder) {
     while (!fs::exists(nearest, error) && nearest.has_relative_path()) {
         nearest = nearest.parent_path();
     }
-    const auto refused = [](const fs::path& path) {
-        return Finding{"settings", Result::problem, path.string() + " cannot be read and written",
-                       "sudo chown -R \"$USER\" " + shellQuoted(path) + " && chmod -R u+rwX " + shellQuoted(path)};
+    const auto refused = [](const fs::path& path, const std::string& command) {
+        return Finding{"settings", Result::problem, path.string() + " cannot be read and written", command};
     };
-    if (!fs::is_directory(nearest, error) || ::access(nearest.c_str(), R_OK | W_OK | X_OK) != 0) {
-        return refused(nearest);
+    const std::string own = shellQuoted(folder);
+    if (!fs::is_directory(nearest, error)) {
+        return refused(nearest, "mv " + shellQuoted(nearest) + " " + shellQuoted(nearest.string() + ".old"));
+    }
+    if (::access(nearest.c_str(), R_OK | W_OK | X_OK) != 0 && nearest != folder) {
+        return refused(nearest, "sudo install -d -o \"$USER\" -m 700 " + own);
+    }
+    if (::access(nearest.c_str(), R_OK | W_OK | X_OK) != 0 ||
+        (fs::exists(file, error) && ::access(file.c_str(), R_OK | W_OK) != 0)) {
+        return refused(folder, "sudo chown -R \"$USER\" " + own + " && chmod -R u+rwX " + own);
     }
     if (!fs::exists(file, error)) {
         return {"settings", Result::ok, "nothing is stored yet, and " + nearest.string() + " can be written", ""};
-    }
-    if (::access(file.c_str(), R_OK | W_OK) != 0) {
-        return refused(folder);
     }
     try {
         SQLiteFile(file, std::chrono::seconds(1)).number("PRAGMA user_version");
