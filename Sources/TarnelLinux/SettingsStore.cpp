@@ -146,6 +146,10 @@ void SettingsStore::mend(const std::function<void()>& operation) {
 }
 
 std::optional<Value::Dictionary> SettingsStore::valuesIfChanged() {
+    if (std::error_code error; !fs::exists(file_, error) && !error) {
+        database_.reset();
+        return Value::Dictionary();
+    }
     std::optional<Value::Dictionary> values;
     mend([&] {
         SQLiteFile& database = open();

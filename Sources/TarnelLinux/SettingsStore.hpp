@@ -40,7 +40,7 @@ public:
 
     const std::filesystem::path& file() const { return file_; }
 
-    /// All values, if they may have changed since the last time; what cannot be decoded is left out.
+    /// All values, if they may have changed since the last time; what cannot be decoded is left out. Makes no file.
     std::optional<Value::Dictionary> valuesIfChanged();
 
     /// Stores all of the changes, or none.
