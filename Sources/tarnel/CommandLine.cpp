@@ -71,6 +71,21 @@ int report(const std::string& what, int status) {
     return status;
 }
 
+/// What the arguments ask for; parsing them sets the action.
+void perform(CLI::App& app, const Action& action, int argc, const char* const* argv) {
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        return writeOutput(app.help());
+    } catch (const CLI::CallForVersion& version) {
+        return writeOutput(version.what() + std::string("\n"));
+    }
+    if (!action) {
+        throw UsageError("which command?");
+    }
+    action();
+}
+
 } // namespace
 
 int run(int argc, const char* const* argv) {
@@ -103,17 +118,7 @@ int run(int argc, const char* const* argv) {
         "Exit status: 0 done, 1 failed (one line on standard error says what and what to do), 2 called wrongly.");
 
     try {
-        app.parse(argc, argv);
-        if (!action) {
-            throw UsageError("which command?");
-        }
-        action();
-        return succeeded;
-    } catch (const CLI::CallForHelp&) {
-        writeOutput(app.help());
-        return succeeded;
-    } catch (const CLI::CallForVersion& version) {
-        writeOutput(version.what() + std::string("\n"));
+        perform(app, action, argc, argv);
         return succeeded;
     } catch (const CLI::ParseError& error) {
         return report(oneLine(error.what()) + seeHelp(app), calledWrongly);
@@ -125,6 +130,8 @@ int run(int argc, const char* const* argv) {
         return signalled + interrupted.signal;
     } catch (const std::bad_alloc&) {
         return report("out of memory", failed);
+    } catch (const std::exception& error) {
+        return report(error.what(), failed);
     }
 }
 

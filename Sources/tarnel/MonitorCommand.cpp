@@ -111,8 +111,9 @@ private:
 };
 
 void monitor(const MonitorOptions& options) {
+    const bool isRead = ::isatty(STDOUT_FILENO) != 0;
     reserveStandardOutput();
-    const auto lines = std::make_shared<EventLines>(options.asJSON || ::isatty(STDOUT_FILENO) == 0);
+    const auto lines = std::make_shared<EventLines>(options.asJSON || !isRead);
     OnTheAir surroundings(options.air, OnTheAir::Connections::made,
                           std::make_shared<AirEvents>([lines](const JSON::Object& event) { lines->write(event); }));
     if (!surroundings.device()) {

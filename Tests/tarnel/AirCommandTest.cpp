@@ -262,6 +262,22 @@ TEST_F(AirCommand, MonitorsMessagesAndConnections) {
     EXPECT_EQ(process.wait(), 0);
 }
 
+TEST_F(AirCommand, MonitorsInWordsOnATerminal) {
+    GlassesOnTheBus pair(bluez);
+    link();
+    const auto result = runCommand(
+        {"/usr/bin/script", "--quiet", "--return", "--command", TARNEL_COMMAND " monitor --seconds 2", "/dev/null"});
+    EXPECT_EQ(result.status, 0) << result.error;
+    EXPECT_THAT(result.output, AllOf(HasSubstr("  connected\r\n"), Not(HasSubstr("\"event\""))));
+}
+
+TEST_F(AirCommand, AsksWithoutLeavingAnything) {
+    for (const std::string command : {"doctor", "status", "unlink"}) {
+        EXPECT_THAT(runTarnel({command}).status, testing::AnyOf(0, 1)) << command;
+        EXPECT_TRUE(std::filesystem::is_empty(folder.path())) << command;
+    }
+}
+
 TEST_F(AirCommand, PlaysLinesAsTheyComeWithEventsBetween) {
     GlassesOnTheBus pair(bluez);
     link();

@@ -122,9 +122,11 @@ TEST(CommandLine, AReaderThatHasSeenEnoughEndsItWithoutAWord) {
 }
 
 TEST(CommandLine, AFullDiskIsAFailure) {
-    const auto result = runCommand({"/bin/sh", "-c", "\"$0\" message decode --hex c0 > /dev/full", TARNEL_COMMAND});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.error, StartsWith("tarnel: cannot write standard output"));
+    for (const std::string arguments : {"message decode --hex c0", "--help", "--version", "show --help", "help show"}) {
+        const auto result = runCommand({"/bin/sh", "-c", "\"$0\" " + arguments + " > /dev/full", TARNEL_COMMAND});
+        EXPECT_EQ(result.status, 1) << arguments;
+        EXPECT_THAT(result.error, StartsWith("tarnel: cannot write standard output")) << arguments;
+    }
 }
 
 } // namespace

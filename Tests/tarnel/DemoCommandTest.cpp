@@ -12,6 +12,7 @@ namespace tarnel::test {
 namespace {
 
 using testing::HasSubstr;
+using testing::StartsWith;
 
 struct AnimatedPicture {
     std::vector<Bytes> frames; ///< levels, 640 x 480 of them
@@ -127,6 +128,15 @@ TEST_F(DemoCommand, ShowsTheSceneInAWindowUntilItIsClosed) {
     const auto line = process.readLine();
     ASSERT_TRUE(line);
     EXPECT_THAT(*line, HasSubstr("Shown:"));
+}
+
+TEST_F(DemoCommand, SaysThatADisplayCannotBeOpenedBeforeItBegins) {
+    const auto result =
+        runCommand({"/usr/bin/env", "QT_QPA_PLATFORM=nonsense", TARNEL_COMMAND, "demo", "--simulated", "--window"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.error, StartsWith("tarnel: the window cannot be opened: "));
+    EXPECT_EQ(lines(result.error).size(), 1u);
 }
 #endif
 
