@@ -111,14 +111,18 @@ AirSession::~AirSession() {
 }
 
 void AirSession::run() {
-    loop_.post([this] { guard([this] { begin(); }); });
     auto ended = end_.get_future();
+    const auto start = [this] { post([](AirSession& session) { session.begin(); }); };
     if (options_.inWindow) {
-        showWindow(glasses_, [&ended] { return ended.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+        // Qt ends the program where the display cannot be reached: before the adapter is touched.
+        showWindow(glasses_, start,
+                   [&ended] { return ended.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
         post([](AirSession& session) { session.finish(); });
+    } else {
+        start();
     }
     ended.wait();
-    glasses_->setFrameObserver({});
+    frameObservation_ = {};
     glasses_->setRecordObserver({});
     if (onAir_) {
         onAir_->end();
@@ -135,13 +139,11 @@ void AirSession::begin() {
         terminal_.takeScreen();
     }
     const auto weak = weak_from_this();
-    if (!options_.inWindow) {
-        glasses_->setFrameObserver([weak] {
-            if (const auto self = weak.lock()) {
-                self->frameChanged();
-            }
-        });
-    }
+    frameObservation_ = glasses_->observeFrame([weak] {
+        if (const auto self = weak.lock()) {
+            self->frameChanged();
+        }
+    });
     glasses_->setRecordObserver([weak] {
         const auto self = weak.lock();
         if (self && !self->areRecordsAnnounced_.exchange(true)) {

@@ -32,7 +32,7 @@ struct AirSessionOptions {
     std::optional<std::string> frame; ///< picture file that follows the display
     std::optional<std::string> trace; ///< file to write
     bool isShown = false;             ///< the display, in the terminal
-    bool inWindow = false;            ///< the glasses in a window, which is then the display's only observer
+    bool inWindow = false;            ///< the glasses in a window
     bool asJSON = false;              ///< what happens is told as lines of JSON
 };
 
@@ -93,6 +93,7 @@ private:
     std::shared_ptr<glasses::SimulatedGlasses> glasses_;
     WearerCommands commands_;
     std::shared_ptr<glasses::GlassesOnAir> onAir_;
+    platform::Observation frameObservation_;
     std::promise<void> end_;
     std::atomic<bool> isFrameAnnounced_ = false;
     std::atomic<bool> areRecordsAnnounced_ = false;

@@ -50,7 +50,8 @@ void showWindow(Simulation& simulation) {
     QApplication::exec();
 }
 
-void showWindow(const std::shared_ptr<glasses::SimulatedGlasses>& glasses, std::function<bool()> isOver) {
+void showWindow(const std::shared_ptr<glasses::SimulatedGlasses>& glasses, const std::function<void()>& shown,
+                const std::function<bool()>& isOver) {
     const Program program;
     QtGlassesWindow window(glasses);
     window.show();
@@ -61,6 +62,7 @@ void showWindow(const std::shared_ptr<glasses::SimulatedGlasses>& glasses, std::
         }
     });
     timer.start(lookTime);
+    shown();
     QApplication::exec();
 }
 
