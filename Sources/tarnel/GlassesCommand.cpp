@@ -53,9 +53,6 @@ void runGlasses(const GlassesCommandOptions& options) {
     if (options.isShown && options.asJSON) {
         throw UsageError("standard output takes the display or JSON; give --show or --json");
     }
-    if (options.inWindow && (options.isShown || options.frame)) {
-        throw UsageError("--window takes the place of --show and --frame; it saves the display with Ctrl+S");
-    }
     if (options.frame == "-" || options.trace == "-") {
         throw UsageError("standard output takes what happens; give --frame and --trace a file");
     }
@@ -95,7 +92,7 @@ void addGlasses(CLI::App& app, Action& action) {
     auto options = std::make_shared<GlassesCommandOptions>();
     auto* command = app.add_subcommand("glasses", "Make this machine a pair of glasses, for any host to connect to");
     command->formatter(
-        usage("Usage: tarnel glasses --air [--adapter hci1] [--show | --window] [--json] [--frame OUT.png]"));
+        usage("Usage: tarnel glasses --air [--adapter hci1] [--show] [--window] [--json] [--frame OUT.png]"));
     command->add_flag("--air", options->isOnAir, "On the air of a Bluetooth adapter (BlueZ)");
     command
         ->add_option_function<std::string>(

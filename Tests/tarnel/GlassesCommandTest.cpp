@@ -1,13 +1,11 @@
+#include "BluetoothMachine.hpp"
 #include "Tarnel.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <linux/FakeBlueZ.hpp>
-#include <linux/PrivateBus.hpp>
 #include <nlohmann/json.hpp>
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -24,20 +22,6 @@ using ::testing::StartsWith;
 constexpr int usage = 2;
 constexpr int failed = 1;
 constexpr int patience = 30'000; ///< in milliseconds
-
-/// A machine whose Bluetooth daemon is played, for commands that are run on it.
-class BluetoothMachine {
-public:
-    explicit BluetoothMachine(bool isForbidden = false) : bus(isForbidden), bluez(bus.address()) {
-        ::setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.address().c_str(), 1);
-    }
-    ~BluetoothMachine() { ::unsetenv("DBUS_SYSTEM_BUS_ADDRESS"); }
-    BluetoothMachine(const BluetoothMachine&) = delete;
-    BluetoothMachine& operator=(const BluetoothMachine&) = delete;
-
-    PrivateBus bus;
-    FakeBlueZ bluez;
-};
 
 /// `tarnel glasses --air --json` that runs.
 class RunningGlasses {
@@ -63,20 +47,13 @@ public:
         return std::nullopt;
     }
     void connect() {
-        FakeDevice phone{.address = phoneAddress, .name = "Phone"};
-        phone.isAdvertising = false;
-        machine.bluez.addDevice(phone);
-        machine.bluez.connectByAnother(phoneAddress);
+        machine.connectPhone();
         const auto event = await("connected");
         ASSERT_TRUE(event);
         EXPECT_EQ((*event)["address"], phoneAddress);
         EXPECT_EQ((*event)["name"], "Phone");
     }
-    void write(const std::string& message) {
-        Bytes chunk{0};
-        chunk.insert(chunk.end(), message.begin(), message.end());
-        machine.bluez.centralWrites(phoneAddress, outCharacteristic, chunk, {{"mtu", std::uint16_t{517}}});
-    }
+    void write(const std::string& message) { machine.write(message); }
 
     static bool eventually(const std::function<bool()>& condition) {
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
@@ -285,12 +262,6 @@ TEST(GlassesCommand, comesBackWithTheDaemon) {
     EXPECT_TRUE(glasses.await("state", [](const json& event) { return event["isAdvertising"] == true; }));
 }
 
-// Messages of an application: it takes the display, and fills a square of 2 x 2 pixels with level 3.
-const std::string takesDisplay = std::string("\x81\xa7") + "control" + "\x95\xc2\xcc\xb4\x04\xa3" + "app" + "\xc3";
-const std::string fillsSquare =
-    std::string("\x81\xa6") + "canvas" + "\x81\xab" + "cnvs_clrblk" + "\x95\x04\x06\x06\x08\x03";
-const std::string flushes = std::string("\x81\xa6") + "canvas" + "\x81\xa5" + "flush" + "\xc0";
-
 TEST(GlassesCommand, keepsAPictureOfTheDisplay) {
     const TemporaryFolder folder;
     RunningGlasses glasses({"--frame", folder / "frame.png", "--trace", folder / "trace.jsonl"});
@@ -309,6 +280,76 @@ TEST(GlassesCommand, keepsAPictureOfTheDisplay) {
     EXPECT_EQ(levelsOfFrame(folder / "frame.png"), expected);
     EXPECT_EQ(summaryOfTrace(folder / "trace.jsonl").writesWithoutResponse, 3U);
 }
+
+TEST(GlassesCommand, failsWhenItsOutputFailsBeforeTheyAreOnTheAir) {
+    BluetoothMachine machine;
+    machine.bluez.addAdapter("hci0");
+    machine.bluez.start();
+    const auto result = runCommand({"/bin/sh", "-c", "exec \"$0\" glasses --air --show > /dev/full", TARNEL_COMMAND});
+    EXPECT_EQ(result.status, failed);
+    EXPECT_THAT(result.error, AllOf(StartsWith("tarnel: "), HasSubstr("output")));
+    EXPECT_EQ(machine.bluez.calls("RegisterApplication"), 0);
+}
+
+TEST(GlassesCommand, openAWindowOrSayWhyNot) {
+    const auto result = runCommand({"/usr/bin/env", "-u", "DISPLAY", "-u", "WAYLAND_DISPLAY", "-u", "QT_QPA_PLATFORM",
+                                    TARNEL_COMMAND, "glasses", "--air", "--window"});
+    EXPECT_EQ(result.status, failed);
+    EXPECT_THAT(result.error, AllOf(HasSubstr("window"), HasSubstr("--frame writes what")));
+    EXPECT_EQ(runTarnel({"glasses", "--window"}).status, usage);
+}
+
+#ifdef TARNEL_HAS_WINDOWS
+/// Qt without a display, for the commands that are run.
+struct NoDisplay {
+    NoDisplay() { ::setenv("QT_QPA_PLATFORM", "offscreen", 1); }
+    ~NoDisplay() { ::unsetenv("QT_QPA_PLATFORM"); }
+};
+
+TEST(GlassesCommand, showTheDisplayInAWindowAndInAFileAtOnce) {
+    const NoDisplay offscreen;
+    const TemporaryFolder folder;
+    RunningGlasses glasses({"--window", "--frame", folder / "frame.png"});
+    glasses.connect();
+    for (const auto& message : {takesDisplay, fillsSquare, flushes}) {
+        glasses.write(message);
+    }
+    EXPECT_TRUE(glasses.await("frame", [](const json& frame) { return frame["isDark"] == false; }));
+    EXPECT_EQ(levelsOfFrame(folder / "frame.png").at(6 * 640 + 4), 3);
+    glasses.process->writeLine("q");
+    EXPECT_EQ(glasses.process->wait(), 0);
+    EXPECT_EQ(glasses.machine.bluez.calls("UnregisterApplication"), 1);
+}
+
+TEST(GlassesCommand, endsInAWindowToo) {
+    const NoDisplay offscreen;
+    RunningGlasses glasses({"--window", "--name", "Seen"});
+    EXPECT_TRUE(RunningGlasses::eventually([&] { return glasses.machine.bluez.alias() == "Seen"; }));
+    glasses.process->interrupt();
+    EXPECT_EQ(glasses.process->wait(), 0);
+    EXPECT_TRUE(RunningGlasses::eventually([&] { return glasses.machine.bluez.alias() == "machine"; }));
+}
+
+TEST(GlassesCommand, saysWhatKeepsThemOffTheAirInAWindowToo) {
+    const NoDisplay offscreen;
+    BluetoothMachine machine;
+    machine.bluez.start();
+    const auto result = runTarnel({"glasses", "--air", "--window"});
+    EXPECT_EQ(result.status, failed);
+    EXPECT_THAT(result.error, HasSubstr("tarnel: there is no Bluetooth adapter;"));
+}
+
+TEST(GlassesCommand, leavesTheAdapterAloneWhenTheDisplayCannotBeReached) {
+    BluetoothMachine machine;
+    machine.bluez.addAdapter("hci0");
+    machine.bluez.start();
+    const auto result = runCommand({"/usr/bin/env", "-u", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM=xcb", "DISPLAY=:7654",
+                                    TARNEL_COMMAND, "glasses", "--air", "--window"});
+    EXPECT_NE(result.status, 0);
+    EXPECT_EQ(machine.bluez.calls("RegisterApplication"), 0);
+    EXPECT_EQ(machine.bluez.alias(), "machine");
+}
+#endif
 
 TEST(GlassesCommand, refusesAFileThatCannotBeWritten) {
     const auto result = runTarnel({"glasses", "--air", "--frame", "/no/such/folder/frame.png"});
