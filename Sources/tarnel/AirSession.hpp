@@ -74,6 +74,7 @@ private:
     void judge(const bluez::PeripheralManagerState& state);
     std::pair<std::vector<glasses::ReceivedMessage>, std::vector<glasses::CommandError>> newRecords();
     void tellRecords();
+    void tellNotifications();
     void frameChanged();
     void followFrame();
     void drawAfter(platform::Duration delay);
@@ -97,6 +98,7 @@ private:
     std::promise<void> end_;
     std::atomic<bool> isFrameAnnounced_ = false;
     std::atomic<bool> areRecordsAnnounced_ = false;
+    std::atomic<bool> areNotificationsAnnounced_ = false;
 
     // On the session's thread.
     bool hasEnded_ = false;
@@ -105,6 +107,7 @@ private:
     std::string input_;
     std::size_t seenMessages_ = 0;
     std::size_t seenErrors_ = 0;
+    std::vector<glasses::HostNotification> seenNotifications_;
     std::optional<glasses::Frame> shown_;
     std::string lastLine_;
     Clock::time_point lastDrawn_;

@@ -22,8 +22,7 @@ public:
     BluetoothMachine& operator=(const BluetoothMachine&) = delete;
 
     /// A phone connects to the glasses that are on the air.
-    void connectPhone() {
-        FakeDevice phone{.address = phoneAddress, .name = "Phone"};
+    void connectPhone(FakeDevice phone = {.address = phoneAddress, .name = "Phone"}) {
         phone.isAdvertising = false;
         bluez.addDevice(phone);
         bluez.connectByAnother(phoneAddress);

@@ -46,8 +46,10 @@ public:
         }
         return std::nullopt;
     }
-    void connect() {
-        machine.connectPhone();
+    void connect(std::vector<FakeService> services = {}) {
+        const bool isBonded = !services.empty();
+        machine.connectPhone(
+            {.address = phoneAddress, .name = "Phone", .isBonded = isBonded, .gatt = std::move(services)});
         const auto event = await("connected");
         ASSERT_TRUE(event);
         EXPECT_EQ((*event)["address"], phoneAddress);
@@ -55,8 +57,9 @@ public:
     }
     void write(const std::string& message) { machine.write(message); }
 
-    static bool eventually(const std::function<bool()>& condition) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    static bool eventually(const std::function<bool()>& condition,
+                           std::chrono::milliseconds limit = std::chrono::milliseconds(patience)) {
+        const auto end = std::chrono::steady_clock::now() + limit;
         while (!condition()) {
             if (std::chrono::steady_clock::now() > end) {
                 return false;
@@ -279,6 +282,96 @@ TEST(GlassesCommand, keepsAPictureOfTheDisplay) {
     }
     EXPECT_EQ(levelsOfFrame(folder / "frame.png"), expected);
     EXPECT_EQ(summaryOfTrace(folder / "trace.jsonl").writesWithoutResponse, 3U);
+}
+
+constexpr const char* notificationSource = "9fbf120d-6301-42d9-8c58-25e699a21dbd";
+constexpr const char* controlPoint = "69d1d8f3-45e1-49a8-9821-9bbdfdaad9d9";
+constexpr const char* dataSource = "22eac6e9-24d6-4bb5-be44-b36ace7c7bfb";
+
+/// Of a phone that shares its notifications.
+std::vector<FakeService> notificationServices() {
+    return {{"7905f431-b5ce-4e99-a40f-4b1e122d00d0",
+             {{.uuid = notificationSource, .flags = {"notify"}},
+              {.uuid = controlPoint, .flags = {"write"}},
+              {.uuid = dataSource, .flags = {"notify"}}}}};
+}
+
+TEST(GlassesCommand, readsTheNotificationsOfTheHostAndAnswersThem) {
+    RunningGlasses glasses({"--notifications"});
+    auto& bluez = glasses.machine.bluez;
+    const auto written = [&](std::size_t count) {
+        EXPECT_TRUE(RunningGlasses::eventually(
+            [&] { return bluez.characteristic(phoneAddress, controlPoint).written.size() >= count; }));
+        return bluez.characteristic(phoneAddress, controlPoint).written.at(count - 1);
+    };
+    glasses.connect(notificationServices());
+    ASSERT_TRUE(RunningGlasses::eventually([&] {
+        return bluez.characteristic(phoneAddress, notificationSource).isNotifying &&
+               bluez.characteristic(phoneAddress, dataSource).isNotifying;
+    }));
+    // Added, and can be opened and cleared; its application, title and message.
+    bluez.notify(phoneAddress, notificationSource, {0, 24, 0, 1, 7, 0, 0, 0});
+    EXPECT_EQ(written(1), (Bytes{0, 7, 0, 0, 0, 0, 1, 128, 0, 3, 0, 4}));
+    bluez.notify(phoneAddress, dataSource,
+                 {0, 7, 0, 0, 0, 0, 3, 0, 'a', '.', 'b', 1, 4, 0, 'A', 'n', 'n', 'a', 3, 2, 0, 'H', 'i'});
+    const auto told = glasses.await("notification");
+    ASSERT_TRUE(told);
+    EXPECT_EQ(*told, (json{{"event", "notification"},
+                           {"uid", 7},
+                           {"application", "a.b"},
+                           {"title", "Anna"},
+                           {"message", "Hi"},
+                           {"isSilent", false}}));
+    glasses.process->writeLine("open 7");
+    EXPECT_TRUE(glasses.await("command"));
+    EXPECT_EQ(written(2), (Bytes{2, 7, 0, 0, 0, 0}));
+    glasses.process->writeLine("clear 7");
+    EXPECT_EQ(written(3), (Bytes{2, 7, 0, 0, 0, 1}));
+    bluez.notify(phoneAddress, notificationSource, {2, 24, 0, 0, 7, 0, 0, 0});
+    const auto gone = glasses.await("notificationGone");
+    ASSERT_TRUE(gone);
+    EXPECT_EQ((*gone)["uid"], 7);
+    for (const std::string line : {"open", "clear x", "open 4294967296", "clear -1"}) {
+        glasses.process->writeLine(line);
+        EXPECT_TRUE(glasses.await("refused")) << line;
+    }
+    glasses.process->interrupt();
+    EXPECT_EQ(glasses.process->wait(), 0);
+}
+
+TEST(GlassesCommand, leavesTheNotificationsOfTheHostAloneUnlessAskedFor) {
+    RunningGlasses glasses;
+    glasses.connect(notificationServices());
+    constexpr std::chrono::milliseconds muchLongerThanItTakes{500};
+    EXPECT_FALSE(RunningGlasses::eventually([&] { return glasses.machine.bluez.calls("StartNotify") > 0; },
+                                            muchLongerThanItTakes));
+    EXPECT_EQ(glasses.machine.bluez.centralReads(phoneAddress, batteryLevel).value, Bytes{80});
+}
+
+TEST(GlassesCommand, aNotificationCannotChangeTheTerminal) {
+    BluetoothMachine machine;
+    machine.bluez.addAdapter("hci0");
+    machine.bluez.start();
+    Process process({TARNEL_COMMAND, "glasses", "--air", "--notifications"});
+    ASSERT_TRUE(RunningGlasses::eventually([&] { return machine.bluez.advertisement().has_value(); }));
+    machine.connectPhone(
+        {.address = phoneAddress, .name = "Ph\x1b[2Jone", .isBonded = true, .gatt = notificationServices()});
+    ASSERT_TRUE(RunningGlasses::eventually(
+        [&] { return machine.bluez.characteristic(phoneAddress, notificationSource).isNotifying; }));
+    machine.bluez.notify(phoneAddress, notificationSource, {0, 0, 0, 1, 1, 0, 0, 0});
+    ASSERT_TRUE(RunningGlasses::eventually(
+        [&] { return !machine.bluez.characteristic(phoneAddress, controlPoint).written.empty(); }));
+    machine.bluez.notify(phoneAddress, dataSource,
+                         {0, 1, 0, 0, 0, 0, 1, 0, 27, 1, 3, 0, 27, '[', '2', 3, 3, 0, 'a', '\n', 'b'});
+    std::string said;
+    while (const auto line = process.readLine(patience)) {
+        said += *line + "\n";
+        if (line->starts_with("notification")) {
+            break;
+        }
+    }
+    EXPECT_THAT(said, AllOf(HasSubstr("connected: 00:AA:01:00:00:77 (Ph?[2Jone)\n"),
+                            HasSubstr("notification 1 of ?: ?[2: a b\n")));
 }
 
 TEST(GlassesCommand, failsWhenItsOutputFailsBeforeTheyAreOnTheAir) {
