@@ -6,7 +6,7 @@ packages_to_build=(
     libcairo2-dev libfreetype-dev libharfbuzz-dev libfribidi-dev libfontconfig-dev
     fonts-noto-core fonts-noto-cjk fonts-symbola
     libasio-dev libcli11-dev libgif-dev nlohmann-json3-dev libmsgpack-cxx-dev
-    libsdbus-c++-dev libsqlite3-dev qt6-base-dev
+    libsdbus-c++-dev libsystemd-dev libsqlite3-dev qt6-base-dev
 )
 
 packages_to_test=(

@@ -109,9 +109,9 @@ void SimulatedGlasses::postChange(Change change) {
 
 /// Changes the state, on the radio's queue; what observes it is told afterwards.
 void SimulatedGlasses::perform(const Change& change) {
-    std::function<void()> frameObserver;
-    std::function<void()> notificationObserver;
-    std::function<void()> recordObserver;
+    State::Observer recordObserver;
+    std::vector<std::shared_ptr<const State::Observer>> frameObservers;
+    State::Observer notificationObserver;
     {
         const std::lock_guard lock(mutex_);
         const auto records = [this] { return state_->firmware.receivedCount() + state_->firmware.errorCount(); };
@@ -121,16 +121,20 @@ void SimulatedGlasses::perform(const Change& change) {
             recordObserver = state_->recordObserver;
         }
         if (std::exchange(state_->isFrameChanged, false)) {
-            frameObserver = state_->frameObserver;
+            frameObservers = state_->liveFrameObservers();
         }
         if (std::exchange(state_->areNotificationsChanged, false)) {
             notificationObserver = state_->notificationObserver;
         }
     }
-    for (const auto& observer : {recordObserver, frameObserver, notificationObserver}) {
-        if (observer) {
-            observer();
-        }
+    if (recordObserver) {
+        recordObserver();
+    }
+    for (const auto& observer : frameObservers) {
+        (*observer)();
+    }
+    if (notificationObserver) {
+        notificationObserver();
     }
 }
 
@@ -398,9 +402,14 @@ void SimulatedGlasses::setTrace(GattTraceObserver observer) {
     state_->trace = std::move(observer);
 }
 
-void SimulatedGlasses::setFrameObserver(std::function<void()> observer) {
-    const std::lock_guard lock(mutex_);
-    state_->frameObserver = std::move(observer);
+platform::Observation SimulatedGlasses::observeFrame(std::function<void()> observer) {
+    precondition(static_cast<bool>(observer), "an observer is a function");
+    auto shared = std::make_shared<const State::Observer>(std::move(observer));
+    {
+        const std::lock_guard lock(mutex_);
+        state_->frameObservers.push_back(shared);
+    }
+    return platform::Observation(std::const_pointer_cast<State::Observer>(std::move(shared)));
 }
 
 void SimulatedGlasses::setNotificationObserver(std::function<void()> observer) {

@@ -4,6 +4,7 @@
 #include <TarnelGlasses/GattTrace.hpp>
 #include <TarnelGlasses/NotificationReader.hpp>
 #include <TarnelGlasses/Radio.hpp>
+#include <TarnelSDK/platform/NotificationCenter.hpp>
 
 #include <cstddef>
 #include <cstdint>
@@ -122,10 +123,12 @@ public:
     };
     Counters counters() const;
 
+    /// Calls `observer`, on the radio's queue, when the visible frame may be another; not for what moves. Ends with the
+    /// handle, which may outlive the glasses; a call that is under way then still comes.
+    platform::Observation observeFrame(std::function<void()> observer);
+
     /// Observers are called on the radio's queue. An empty function ends the observation.
     void setTrace(GattTraceObserver observer);
-    /// Called when the visible frame may be another; not for what moves.
-    void setFrameObserver(std::function<void()> observer);
     /// Called when `notifications` is another.
     void setNotificationObserver(std::function<void()> observer);
     /// Called when a message was received or an error answered.

@@ -5,13 +5,18 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <set>
 #include <utility>
+#include <vector>
 
 namespace tarnel::glasses {
 
 /// What changes about a pair of glasses. Guarded by its mutex, and changed on the radio's queue alone.
 struct SimulatedGlasses::State {
+    using Observer = std::function<void()>;
+
     static constexpr std::uint8_t chargingBit = 2; ///< of the power state
 
     State(const Options& options, Firmware::Output output, NotificationReader::Output readerOutput)
@@ -44,11 +49,23 @@ struct SimulatedGlasses::State {
 
     Counters counters;
     GattTraceObserver trace;
-    std::function<void()> frameObserver;
-    std::function<void()> recordObserver;
+    std::vector<std::weak_ptr<const Observer>> frameObservers; ///< in the order of their making
+    Observer recordObserver;
     bool isFrameChanged = false;
-    std::function<void()> notificationObserver;
+    Observer notificationObserver;
     bool areNotificationsChanged = false;
+
+    /// Those whose handles live.
+    std::vector<std::shared_ptr<const Observer>> liveFrameObservers() {
+        std::erase_if(frameObservers, [](const auto& observer) { return observer.expired(); });
+        std::vector<std::shared_ptr<const Observer>> live;
+        for (const auto& observer : frameObservers) {
+            if (auto there = observer.lock()) {
+                live.push_back(std::move(there));
+            }
+        }
+        return live;
+    }
 
     Bytes batteryPowerState() const {
         return {static_cast<std::uint8_t>(batteryLevel), isCharging ? chargingBit : std::uint8_t{0}};

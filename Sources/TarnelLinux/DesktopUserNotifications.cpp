@@ -1,7 +1,7 @@
 #include <TarnelLinux/DesktopUserNotifications.hpp>
 #include <TarnelLinux/bluez/EventLoop.hpp>
 #include <TarnelLinux/desktop/NotificationDaemon.hpp>
-#include <TarnelSDK/foundation/UTF8.hpp>
+#include <TarnelLinux/desktop/Text.hpp>
 #include <TarnelSDK/platform/Precondition.hpp>
 
 #include <algorithm>
@@ -12,6 +12,7 @@
 
 namespace tarnel {
 
+using desktop::displayable;
 using desktop::NotificationDaemon;
 using platform::NotificationAction;
 using platform::PresentationOptions;
@@ -20,28 +21,6 @@ using platform::UserNotificationRequest;
 namespace {
 
 constexpr const char* fallbackName = "TarnelSDK";
-
-/// What a D-Bus string and a desktop can take.
-std::string displayable(std::string_view text) {
-    constexpr char32_t delete_ = 0x7F;
-    constexpr std::size_t longestCodePoint = 4;
-    const bool isCut = text.size() > DesktopUserNotifications::longestText;
-    if (isCut) {
-        std::size_t end = DesktopUserNotifications::longestText;
-        const std::size_t least = end - longestCodePoint;
-        while (end > least && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
-            --end;
-        }
-        text = text.substr(0, end);
-    }
-    auto codePoints = decodeUTF8(text);
-    for (char32_t& codePoint : codePoints) {
-        if ((codePoint < U' ' && codePoint != U'\n' && codePoint != U'\t') || codePoint == delete_) {
-            codePoint = U' ';
-        }
-    }
-    return encodeUTF8(codePoints);
-}
 
 } // namespace
 
@@ -224,8 +203,10 @@ void DesktopUserNotifications::add(UserNotificationRequest request, AddCompletio
 std::shared_ptr<DesktopUserNotifications::Desk> DesktopUserNotifications::desk() {
     const std::lock_guard lock(mutex_);
     if (!desk_) {
-        desk_ = std::make_shared<Desk>(
-            NotificationDaemon::Options{.busAddress = options_.busAddress, .patience = options_.patience}, delivery_);
+        desk_ = std::make_shared<Desk>(NotificationDaemon::Options{.busAddress = options_.busAddress,
+                                                                   .patience = options_.patience,
+                                                                   .connected = options_.connected},
+                                       delivery_);
         desk_->setAudience(audience_);
     }
     return desk_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <TarnelLinux/desktop/Text.hpp>
 #include <TarnelSDK/platform/Application.hpp>
 #include <TarnelSDK/platform/UserNotifications.hpp>
 #include <TarnelSDK/schedulers/NotificationDelivery.hpp>
@@ -7,6 +8,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -21,6 +23,9 @@ struct DesktopNotificationOptions {
     std::optional<std::string> busAddress = std::nullopt;
     /// How long the service may take to start, or to answer.
     std::chrono::milliseconds patience = std::chrono::seconds(25);
+    /// Told, on the desktop's thread, the bus name of the connection that notifications are sent on, before the first
+    /// one is; again when the connection is another.
+    std::function<void(const std::string& busName)> connected = nullptr;
 };
 
 /// Notifications through the desktop's notification service (org.freedesktop.Notifications, Desktop Notifications
@@ -40,7 +45,7 @@ class DesktopUserNotifications final : public SharedUserNotifications,
                                        public std::enable_shared_from_this<DesktopUserNotifications> {
 public:
     static constexpr std::size_t mostKept = 256;
-    static constexpr std::size_t longestText = 16'384;
+    static constexpr std::size_t longestText = desktop::longestText;
 
     /// The delegate is called on `queue`, which also measures the delays.
     static std::shared_ptr<DesktopUserNotifications> make(std::shared_ptr<platform::Queue> queue,

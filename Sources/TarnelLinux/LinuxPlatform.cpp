@@ -2,6 +2,7 @@
 #include <TarnelLinux/DesktopUserNotifications.hpp>
 #include <TarnelLinux/LinuxApplication.hpp>
 #include <TarnelLinux/LinuxPlatform.hpp>
+#include <TarnelLinux/OtherNotifications.hpp>
 #include <TarnelLinux/SQLiteUserDefaults.hpp>
 #include <TarnelLinux/SystemClock.hpp>
 #include <TarnelLinux/SystemRandom.hpp>
@@ -18,9 +19,20 @@ LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
                                                       processEnvironment(), std::move(options.locale))),
       notificationProvider_(ancs::NotificationProvider::make(scheduler_->makeSerialQueue("notifications"))) {
     const auto clock = std::make_shared<SystemClock>();
+    if (options.sharesOtherNotifications) {
+        otherNotifications_ = std::make_shared<OtherNotifications>(
+            notificationProvider_, clock,
+            OtherNotificationsOptions{.ended = std::move(options.otherNotificationsEnded)});
+    }
     if (!options.userNotifications) {
-        const auto desktop = DesktopUserNotifications::make(scheduler_->mainQueue(), application_,
-                                                            {.applicationName = options.applicationName});
+        const auto desktop = DesktopUserNotifications::make(
+            scheduler_->mainQueue(), application_,
+            {.applicationName = options.applicationName,
+             .connected = [others = std::weak_ptr(otherNotifications_)](const std::string& busName) {
+                 if (const auto there = others.lock()) {
+                     there->leaveOut(busName);
+                 }
+             }});
         if (options.sharesNotifications) {
             ownNotifications_ = ancs::OwnNotifications::make(desktop, notificationProvider_, application_, clock,
                                                              std::move(options.applicationName));
@@ -29,7 +41,7 @@ LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
     }
     if (!options.bluetooth) {
         const auto bluetooth = std::make_shared<BlueZBluetooth>();
-        if (options.sharesNotifications) {
+        if (options.sharesNotifications || options.sharesOtherNotifications) {
             bluetooth->shareNotifications(notificationProvider_);
         }
         options.bluetooth = bluetooth;

@@ -7,6 +7,7 @@
 #include <TarnelSDK/schedulers/ThreadScheduler.hpp>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,6 +15,7 @@
 namespace tarnel {
 
 class LinuxApplication;
+class OtherNotifications;
 
 struct LinuxPlatformOptions {
     /// The application's reverse-domain identifier, e.g. "org.example.reader"; it names the folder of the settings.
@@ -28,6 +30,11 @@ struct LinuxPlatformOptions {
     /// Glasses can read the application's notifications, where `bluetooth` and `userNotifications` are left to the
     /// platform. Glasses that do so are paired with. BlueZ 5.66 was seen to end when they read.
     bool sharesNotifications = false;
+    /// Glasses can read the notifications of other programs, as `OtherNotifications` says, where `bluetooth` is left to
+    /// the platform. A `bluetooth` of one's own takes them from `LinuxPlatform::notificationProvider`.
+    bool sharesOtherNotifications = false;
+    /// Told, on a thread of its own, why those are not shared, or no longer; a line on standard output when empty.
+    std::function<void(const std::string& why)> otherNotificationsEnded = nullptr;
     /// The user's language as a BCP 47 tag; nothing: what the environment says.
     std::optional<std::string> locale = std::nullopt;
 };
@@ -53,6 +60,7 @@ private:
     const std::shared_ptr<LinuxApplication> application_;
     const std::shared_ptr<ancs::NotificationProvider> notificationProvider_;
     std::shared_ptr<ancs::OwnNotifications> ownNotifications_;
+    std::shared_ptr<OtherNotifications> otherNotifications_;
 };
 
 } // namespace tarnel

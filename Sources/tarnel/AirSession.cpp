@@ -2,6 +2,7 @@
 
 #include "Failure.hpp"
 #include "Frames.hpp"
+#include "HostNotificationJSON.hpp"
 #include "MessageJSON.hpp"
 #include "Pictures.hpp"
 #include "TerminalPicture.hpp"
@@ -111,15 +112,20 @@ AirSession::~AirSession() {
 }
 
 void AirSession::run() {
-    loop_.post([this] { guard([this] { begin(); }); });
     auto ended = end_.get_future();
+    const auto start = [this] { post([](AirSession& session) { session.begin(); }); };
     if (options_.inWindow) {
-        showWindow(glasses_, [&ended] { return ended.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+        // Qt ends the program where the display cannot be reached: before the adapter is touched.
+        showWindow(glasses_, start,
+                   [&ended] { return ended.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
         post([](AirSession& session) { session.finish(); });
+    } else {
+        start();
     }
     ended.wait();
-    glasses_->setFrameObserver({});
+    frameObservation_ = {};
     glasses_->setRecordObserver({});
+    glasses_->setNotificationObserver({});
     if (onAir_) {
         onAir_->end();
     }
@@ -135,17 +141,21 @@ void AirSession::begin() {
         terminal_.takeScreen();
     }
     const auto weak = weak_from_this();
-    if (!options_.inWindow) {
-        glasses_->setFrameObserver([weak] {
-            if (const auto self = weak.lock()) {
-                self->frameChanged();
-            }
-        });
-    }
+    frameObservation_ = glasses_->observeFrame([weak] {
+        if (const auto self = weak.lock()) {
+            self->frameChanged();
+        }
+    });
     glasses_->setRecordObserver([weak] {
         const auto self = weak.lock();
         if (self && !self->areRecordsAnnounced_.exchange(true)) {
             self->post([](AirSession& session) { session.tellRecords(); });
+        }
+    });
+    glasses_->setNotificationObserver([weak] {
+        const auto self = weak.lock();
+        if (self && !self->areNotificationsAnnounced_.exchange(true)) {
+            self->post([](AirSession& session) { session.tellNotifications(); });
         }
     });
     if (trace_) {
@@ -308,7 +318,7 @@ void AirSession::connected(const ConnectedCentral& central) {
                    {"address", central.address},
                    {"name", central.name},
                    {"isBonded", central.isBonded}},
-                  "connected: " + central.address + (central.name.empty() ? "" : " (" + central.name + ")"));
+                  "connected: " + central.address + (central.name.empty() ? "" : " (" + printable(central.name) + ")"));
     });
 }
 
@@ -354,11 +364,35 @@ void AirSession::tellRecords() {
     for (const auto& message : messages) {
         const auto value = toJSON(message.value);
         tell({{"event", "message"}, {"bytes", std::uint64_t{message.bytes.size()}}, {"value", value}},
-             "message of " + grouped(message.bytes.size()) + " bytes: " + shortened(text(value)));
+             "message of " + grouped(message.bytes.size()) + " bytes: " + printable(shortened(text(value))));
     }
     for (const auto& error : errors) {
         tell({{"event", "error"}, {"code", static_cast<int>(error.code)}, {"text", error.text}},
-             "error " + std::to_string(static_cast<int>(error.code)) + ": " + error.text);
+             "error " + std::to_string(static_cast<int>(error.code)) + ": " + printable(error.text));
+    }
+}
+
+/// What is other than at the last call.
+void AirSession::tellNotifications() {
+    areNotificationsAnnounced_ = false;
+    const auto before = std::exchange(seenNotifications_, glasses_->notifications());
+    for (const auto& old : before) {
+        const auto isSame = [&](const auto& other) { return other.uid == old.uid; };
+        if (std::none_of(seenNotifications_.begin(), seenNotifications_.end(), isSame)) {
+            tell({{"event", "notificationGone"}, {"uid", std::uint64_t{old.uid}}},
+                 "notification " + std::to_string(old.uid) + " is gone");
+        }
+    }
+    for (const auto& notification : seenNotifications_) {
+        if (std::find(before.begin(), before.end(), notification) != before.end()) {
+            continue;
+        }
+        auto event = membersOf(notification);
+        event.insert(event.begin(), {"event", "notification"});
+        std::string said = shortened(notification.title + ": " + notification.message);
+        std::replace(said.begin(), said.end(), '\n', ' ');
+        tell(event, "notification " + std::to_string(notification.uid) + " of " + printable(notification.application) +
+                        ": " + printable(said));
     }
 }
 

@@ -32,7 +32,7 @@ struct AirSessionOptions {
     std::optional<std::string> frame; ///< picture file that follows the display
     std::optional<std::string> trace; ///< file to write
     bool isShown = false;             ///< the display, in the terminal
-    bool inWindow = false;            ///< the glasses in a window, which is then the display's only observer
+    bool inWindow = false;            ///< the glasses in a window
     bool asJSON = false;              ///< what happens is told as lines of JSON
 };
 
@@ -74,6 +74,7 @@ private:
     void judge(const bluez::PeripheralManagerState& state);
     std::pair<std::vector<glasses::ReceivedMessage>, std::vector<glasses::CommandError>> newRecords();
     void tellRecords();
+    void tellNotifications();
     void frameChanged();
     void followFrame();
     void drawAfter(platform::Duration delay);
@@ -93,9 +94,11 @@ private:
     std::shared_ptr<glasses::SimulatedGlasses> glasses_;
     WearerCommands commands_;
     std::shared_ptr<glasses::GlassesOnAir> onAir_;
+    platform::Observation frameObservation_;
     std::promise<void> end_;
     std::atomic<bool> isFrameAnnounced_ = false;
     std::atomic<bool> areRecordsAnnounced_ = false;
+    std::atomic<bool> areNotificationsAnnounced_ = false;
 
     // On the session's thread.
     bool hasEnded_ = false;
@@ -104,6 +107,7 @@ private:
     std::string input_;
     std::size_t seenMessages_ = 0;
     std::size_t seenErrors_ = 0;
+    std::vector<glasses::HostNotification> seenNotifications_;
     std::optional<glasses::Frame> shown_;
     std::string lastLine_;
     Clock::time_point lastDrawn_;

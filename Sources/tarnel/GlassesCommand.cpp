@@ -37,6 +37,8 @@ nothing. What happens is told line by line, with --json as
   {"event": "subscribed", "characteristic": uuid, "value": true}
   {"event": "message", "bytes": 23, "value": message}   as in tarnel message --help
   {"event": "error", "code": 1, "text": ...}   what the glasses refused
+  {"event": "notification", "uid": 1, "application": ..., "title": ..., "message": ..., "isSilent": false}
+      with --notifications; again when it is another   {"event": "notificationGone", "uid": 1}
   {"event": "frame", "file": "frame.png", "isDark": false}   with --frame, when the file is there
   {"event": "command", "text": "tap 1"}   {"event": "refused", "line": ..., "text": ...}
 What keeps the glasses off the air in the beginning ends the command; later they come back by themselves.
@@ -52,9 +54,6 @@ void runGlasses(const GlassesCommandOptions& options) {
     }
     if (options.isShown && options.asJSON) {
         throw UsageError("standard output takes the display or JSON; give --show or --json");
-    }
-    if (options.inWindow && (options.isShown || options.frame)) {
-        throw UsageError("--window takes the place of --show and --frame; it saves the display with Ctrl+S");
     }
     if (options.frame == "-" || options.trace == "-") {
         throw UsageError("standard output takes what happens; give --frame and --trace a file");
@@ -95,7 +94,7 @@ void addGlasses(CLI::App& app, Action& action) {
     auto options = std::make_shared<GlassesCommandOptions>();
     auto* command = app.add_subcommand("glasses", "Make this machine a pair of glasses, for any host to connect to");
     command->formatter(
-        usage("Usage: tarnel glasses --air [--adapter hci1] [--show | --window] [--json] [--frame OUT.png]"));
+        usage("Usage: tarnel glasses --air [--adapter hci1] [--show] [--window] [--json] [--frame OUT.png]"));
     command->add_flag("--air", options->isOnAir, "On the air of a Bluetooth adapter (BlueZ)");
     command
         ->add_option_function<std::string>(
@@ -103,6 +102,8 @@ void addGlasses(CLI::App& app, Action& action) {
             "Its name or address (default one that is on)")
         ->type_name("hciN|ADDRESS");
     addWhatTheyAre(command, options);
+    command->add_flag("--notifications", options->air.readsNotifications,
+                      "Read the notifications that the host shares, and pair with it where it asks for that");
     command->add_flag("--show", options->isShown, "Draw the display in the terminal");
     command->add_flag("--window", options->inWindow, "Show them in a window; closing it ends the command");
     command->add_option("--frame", options->frame, "A picture file that follows the display, up to ten times a second")

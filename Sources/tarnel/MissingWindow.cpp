@@ -12,7 +12,8 @@ void showWindow(Simulation&) {
     requireWindow();
 }
 
-void showWindow(const std::shared_ptr<glasses::SimulatedGlasses>&, std::function<bool()>) {
+void showWindow(const std::shared_ptr<glasses::SimulatedGlasses>&, const std::function<void()>&,
+                const std::function<bool()>&) {
     requireWindow();
 }
 

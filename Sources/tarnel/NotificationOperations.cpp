@@ -1,4 +1,5 @@
 #include "Bridge.hpp"
+#include "HostNotificationJSON.hpp"
 #include "Operations.hpp"
 #include "Simulation.hpp"
 
@@ -73,11 +74,7 @@ JSON answerOnHost(Bridge& bridge, const Arguments& arguments) {
 JSON readOnGlasses(Bridge& bridge, const Arguments&) {
     JSON::Array list;
     for (const auto& notification : bridge.simulation().glasses().notifications()) {
-        list.emplace_back(JSON::Object{{"uid", std::uint64_t{notification.uid}},
-                                       {"application", notification.application},
-                                       {"title", notification.title},
-                                       {"message", notification.message},
-                                       {"isSilent", notification.isSilent}});
+        list.emplace_back(membersOf(notification));
     }
     return list;
 }

@@ -78,7 +78,8 @@ void showWindow(Simulation& simulation) {
     QApplication::exec();
 }
 
-void showWindow(const std::shared_ptr<glasses::SimulatedGlasses>& glasses, std::function<bool()> isOver) {
+void showWindow(const std::shared_ptr<glasses::SimulatedGlasses>& glasses, const std::function<void()>& shown,
+                const std::function<bool()>& isOver) {
     QtGlassesWindow window(glasses);
     window.show();
     QTimer timer;
@@ -88,6 +89,7 @@ void showWindow(const std::shared_ptr<glasses::SimulatedGlasses>& glasses, std::
         }
     });
     timer.start(lookTime);
+    shown();
     QApplication::exec();
 }
 

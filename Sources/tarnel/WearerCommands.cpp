@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdint>
 #include <utility>
 
 namespace tarnel::command {
@@ -55,6 +56,7 @@ r              out of range, and back            range [on|off]
 s              stall the air, and go on          stall [on|off]
 u              update mode on or off             update [on|off]
                                                  name TEXT, services, reset, timeout, control TEXT
+               answer a notification             open UID, clear UID
 q              switch off                        quit
 ?              this help                         help
 )";
@@ -181,6 +183,13 @@ WearerCommands::Result WearerCommands::perform(const std::string& word, const st
     if (word == "control") {
         glasses_->takeControl(textFrom(word, argument));
         return {.text = "control " + *argument};
+    }
+    if (word == "open" || word == "clear") {
+        const auto uid = numberFrom(word, argument, 0, UINT32_MAX);
+        const auto verb = word == "open" ? &glasses::SimulatedGlasses::openNotification
+                                         : &glasses::SimulatedGlasses::clearNotification;
+        ((*glasses_).*verb)(static_cast<std::uint32_t>(uid));
+        return {.text = word + " notification " + std::to_string(uid)};
     }
     static constexpr std::array<std::pair<std::string_view, void (glasses::SimulatedGlasses::*)()>, 5> plain{{
         {"drop", &glasses::SimulatedGlasses::dropConnection},

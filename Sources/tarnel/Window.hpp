@@ -19,7 +19,8 @@ void requireWindow();
 void showWindow(Simulation& simulation);
 
 /// Shows glasses that live on other threads in a window, until it is closed or `isOver` says so, which is asked now and
-/// then. The window takes their frame observer. REQUIRES: `requireWindow` returned.
-void showWindow(const std::shared_ptr<glasses::SimulatedGlasses>& glasses, std::function<bool()> isOver);
+/// then. `shown` is called once the window is there. REQUIRES: `requireWindow` returned.
+void showWindow(const std::shared_ptr<glasses::SimulatedGlasses>& glasses, const std::function<void()>& shown,
+                const std::function<bool()>& isOver);
 
 } // namespace tarnel::command

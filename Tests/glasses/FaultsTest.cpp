@@ -283,7 +283,7 @@ TEST(Glasses, showWhatWasDrawnAndSayWhenItChanges) {
     Phone phone;
     phone.open();
     int changes = 0;
-    phone.glasses->setFrameObserver([&] { ++changes; });
+    const auto observation = phone.glasses->observeFrame([&] { ++changes; });
     phone.write(whole(control("app", canvasLayout)));
     phone.write(whole(canvas("cnvs_clrblk", list(1, 2, 3, 4, 2))));
     phone.write(whole(canvas("flush", {})));
@@ -292,6 +292,49 @@ TEST(Glasses, showWhatWasDrawnAndSayWhenItChanges) {
     expected.fill(1, 2, 3, 4, 2);
     EXPECT_EQ(phone.glasses->frame(), expected);
     EXPECT_EQ(changes, 2);
+}
+
+TEST(Glasses, tellEveryObserverOfTheFrameAsLongAsItsHandleLives) {
+    Phone phone;
+    phone.open();
+    std::vector<std::string> told;
+    const auto note = [&](const std::string& who) { return [&told, who] { told.push_back(who); }; };
+    const auto draw = [&](std::int64_t at) {
+        phone.write(whole(canvas("cnvs_clrblk", list(at, 2, 3, 4, 2))));
+        phone.write(whole(canvas("flush", {})));
+        phone.settle();
+    };
+    phone.write(whole(control("app", canvasLayout)));
+    phone.settle();
+    const auto window = phone.glasses->observeFrame(note("window"));
+    auto file = std::make_optional(phone.glasses->observeFrame(note("file")));
+    draw(1);
+    EXPECT_EQ(told, (std::vector<std::string>{"window", "file"}));
+    file.reset();
+    draw(20);
+    EXPECT_EQ(told, (std::vector<std::string>{"window", "file", "window"}));
+    phone.glasses->setBattery(12, false);
+    phone.settle();
+    EXPECT_EQ(told.size(), 3U) << "the canvas has no status bar";
+}
+
+TEST(Glasses, aFrameObserverMayEndItselfAndBeginOthers) {
+    Phone phone;
+    phone.open();
+    std::optional<platform::Observation> first;
+    std::optional<platform::Observation> second;
+    int calls = 0;
+    first = phone.glasses->observeFrame([&] {
+        second = phone.glasses->observeFrame([&] { ++calls; });
+        first.reset();
+    });
+    phone.write(whole(control("app", canvasLayout)));
+    phone.settle();
+    EXPECT_EQ(calls, 0);
+    EXPECT_FALSE(first);
+    phone.glasses->reset();
+    phone.settle();
+    EXPECT_EQ(calls, 1);
 }
 
 TEST(Glasses, showWhatMovesAsItIsAtEachMoment) {
@@ -330,7 +373,7 @@ TEST(Glasses, showTheirBatteryInTheStatusBar) {
     int changes = 0;
     phone.write(whole(control("app", 1)));
     phone.settle();
-    phone.glasses->setFrameObserver([&] { ++changes; });
+    const auto observation = phone.glasses->observeFrame([&] { ++changes; });
     const auto empty = phone.glasses->frame();
     EXPECT_FALSE(empty.isDark());
     phone.glasses->setBattery(100, false);

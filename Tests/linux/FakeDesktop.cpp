@@ -114,6 +114,16 @@ void FakeDesktop::hold(const std::string& method) {
     heldMethods_.push_back(method);
 }
 
+void FakeDesktop::takeHeld() {
+    sync([this] {
+        const std::lock_guard lock(mutex_);
+        for (auto& result : heldNotifications_) {
+            result.returnResults(nextId_++);
+        }
+        heldNotifications_.clear();
+    });
+}
+
 void FakeDesktop::refuse(std::string text) {
     const std::lock_guard lock(mutex_);
     refusal_ = std::move(text);

@@ -49,6 +49,8 @@ public:
     void setCapabilities(std::vector<std::string> capabilities);
     /// From now on no call of the method is answered.
     void hold(const std::string& method);
+    /// Takes the notifications that were held, in their order.
+    void takeHeld();
     /// From now on notifications are refused with this text.
     void refuse(std::string text);
     /// The numbers that are given from now on.

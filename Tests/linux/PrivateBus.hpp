@@ -10,8 +10,9 @@ namespace tarnel::test {
 /// A D-Bus daemon of the test's own, at an address that stays the same when it is started again.
 class PrivateBus {
 public:
-    /// With `isForbidden` nobody may send anything to the Bluetooth service.
-    explicit PrivateBus(bool isForbidden = false) {
+    /// With `isForbidden` nobody may send anything to the Bluetooth service; unless `isWatchable`, nobody may become a
+    /// monitor.
+    explicit PrivateBus(bool isForbidden = false, bool isWatchable = true) {
         std::filesystem::create_directory(servicesFolder());
         const std::string policy = isForbidden ? "<deny send_destination=\"org.bluez\"/>"
                                                : "<allow send_destination=\"*\" eavesdrop=\"false\"/>";
@@ -25,7 +26,8 @@ public:
                 "<allow send_type=\"method_call\"/><allow send_type=\"signal\"/>"
                 "<allow send_requested_reply=\"true\"/><allow receive_type=\"signal\"/>"
                 "<allow receive_type=\"method_call\"/><allow receive_requested_reply=\"true\"/>" +
-                policy + "</policy></busconfig>");
+                policy + (isWatchable ? "" : "<deny send_interface=\"org.freedesktop.DBus.Monitoring\"/>") +
+                "</policy></busconfig>");
         start();
     }
 

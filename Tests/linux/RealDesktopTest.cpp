@@ -1,5 +1,9 @@
 #include "NotifyingApplication.hpp"
+#include "OtherProgram.hpp"
 #include "PrivateBus.hpp"
+
+#include <TarnelLinux/OtherNotifications.hpp>
+#include <TarnelLinux/SystemClock.hpp>
 
 #include <gmock/gmock.h>
 #include <sdbus-c++/sdbus-c++.h>
@@ -90,6 +94,34 @@ TEST_F(RealDesktop, reportsTheActionOnANotificationThatWasListedQuietly) {
     show("a");
     dunst->command("NotificationAction", 0);
     EXPECT_THAT(application->responses(1), ElementsAre(response(NotificationAction::default_, "a")));
+}
+
+TEST_F(RealDesktop, letsTheNotificationsOfOtherProgramsBeShared) {
+    ThreadScheduler scheduler;
+    const auto provider = ancs::NotificationProvider::make(scheduler.makeSerialQueue("notifications"));
+    const auto becomes = [&](std::size_t count, const std::function<void()>& meanwhile) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        std::size_t shared = count + 1;
+        while (shared != count && std::chrono::steady_clock::now() < end) {
+            meanwhile();
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            provider->queue().sync([&] { shared = provider->existing().size(); });
+        }
+        return shared == count;
+    };
+    {
+        OtherNotifications others(provider, std::make_shared<SystemClock>(), {.busAddress = dunst->bus.address()});
+        test::OtherProgram program(dunst->bus.address());
+        std::uint32_t id = 0;
+        EXPECT_TRUE(becomes(1, [&] { id = program.notify({.replaces = id, .summary = "first"}); }));
+        program.notify({.summary = "second"});
+        EXPECT_TRUE(becomes(2, [] {}));
+        program.close(id);
+        EXPECT_TRUE(becomes(1, [] {}));
+        dunst->command("NotificationCloseLast");
+        EXPECT_TRUE(becomes(0, [] {}));
+    }
+    scheduler.shutDown();
 }
 
 } // namespace

@@ -1,13 +1,11 @@
+#include "BluetoothMachine.hpp"
 #include "Tarnel.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <linux/FakeBlueZ.hpp>
-#include <linux/PrivateBus.hpp>
 #include <nlohmann/json.hpp>
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -24,20 +22,6 @@ using ::testing::StartsWith;
 constexpr int usage = 2;
 constexpr int failed = 1;
 constexpr int patience = 30'000; ///< in milliseconds
-
-/// A machine whose Bluetooth daemon is played, for commands that are run on it.
-class BluetoothMachine {
-public:
-    explicit BluetoothMachine(bool isForbidden = false) : bus(isForbidden), bluez(bus.address()) {
-        ::setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.address().c_str(), 1);
-    }
-    ~BluetoothMachine() { ::unsetenv("DBUS_SYSTEM_BUS_ADDRESS"); }
-    BluetoothMachine(const BluetoothMachine&) = delete;
-    BluetoothMachine& operator=(const BluetoothMachine&) = delete;
-
-    PrivateBus bus;
-    FakeBlueZ bluez;
-};
 
 /// `tarnel glasses --air --json` that runs.
 class RunningGlasses {
@@ -62,24 +46,20 @@ public:
         }
         return std::nullopt;
     }
-    void connect() {
-        FakeDevice phone{.address = phoneAddress, .name = "Phone"};
-        phone.isAdvertising = false;
-        machine.bluez.addDevice(phone);
-        machine.bluez.connectByAnother(phoneAddress);
+    void connect(std::vector<FakeService> services = {}) {
+        const bool isBonded = !services.empty();
+        machine.connectPhone(
+            {.address = phoneAddress, .name = "Phone", .isBonded = isBonded, .gatt = std::move(services)});
         const auto event = await("connected");
         ASSERT_TRUE(event);
         EXPECT_EQ((*event)["address"], phoneAddress);
         EXPECT_EQ((*event)["name"], "Phone");
     }
-    void write(const std::string& message) {
-        Bytes chunk{0};
-        chunk.insert(chunk.end(), message.begin(), message.end());
-        machine.bluez.centralWrites(phoneAddress, outCharacteristic, chunk, {{"mtu", std::uint16_t{517}}});
-    }
+    void write(const std::string& message) { machine.write(message); }
 
-    static bool eventually(const std::function<bool()>& condition) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    static bool eventually(const std::function<bool()>& condition,
+                           std::chrono::milliseconds limit = std::chrono::milliseconds(patience)) {
+        const auto end = std::chrono::steady_clock::now() + limit;
         while (!condition()) {
             if (std::chrono::steady_clock::now() > end) {
                 return false;
@@ -285,12 +265,6 @@ TEST(GlassesCommand, comesBackWithTheDaemon) {
     EXPECT_TRUE(glasses.await("state", [](const json& event) { return event["isAdvertising"] == true; }));
 }
 
-// Messages of an application: it takes the display, and fills a square of 2 x 2 pixels with level 3.
-const std::string takesDisplay = std::string("\x81\xa7") + "control" + "\x95\xc2\xcc\xb4\x04\xa3" + "app" + "\xc3";
-const std::string fillsSquare =
-    std::string("\x81\xa6") + "canvas" + "\x81\xab" + "cnvs_clrblk" + "\x95\x04\x06\x06\x08\x03";
-const std::string flushes = std::string("\x81\xa6") + "canvas" + "\x81\xa5" + "flush" + "\xc0";
-
 TEST(GlassesCommand, keepsAPictureOfTheDisplay) {
     const TemporaryFolder folder;
     RunningGlasses glasses({"--frame", folder / "frame.png", "--trace", folder / "trace.jsonl"});
@@ -309,6 +283,167 @@ TEST(GlassesCommand, keepsAPictureOfTheDisplay) {
     EXPECT_EQ(levelsOfFrame(folder / "frame.png"), expected);
     EXPECT_EQ(summaryOfTrace(folder / "trace.jsonl").writesWithoutResponse, 3U);
 }
+
+constexpr const char* notificationSource = "9fbf120d-6301-42d9-8c58-25e699a21dbd";
+constexpr const char* controlPoint = "69d1d8f3-45e1-49a8-9821-9bbdfdaad9d9";
+constexpr const char* dataSource = "22eac6e9-24d6-4bb5-be44-b36ace7c7bfb";
+
+/// Of a phone that shares its notifications.
+std::vector<FakeService> notificationServices() {
+    return {{"7905f431-b5ce-4e99-a40f-4b1e122d00d0",
+             {{.uuid = notificationSource, .flags = {"notify"}},
+              {.uuid = controlPoint, .flags = {"write"}},
+              {.uuid = dataSource, .flags = {"notify"}}}}};
+}
+
+TEST(GlassesCommand, readsTheNotificationsOfTheHostAndAnswersThem) {
+    RunningGlasses glasses({"--notifications"});
+    auto& bluez = glasses.machine.bluez;
+    const auto written = [&](std::size_t count) {
+        EXPECT_TRUE(RunningGlasses::eventually(
+            [&] { return bluez.characteristic(phoneAddress, controlPoint).written.size() >= count; }));
+        return bluez.characteristic(phoneAddress, controlPoint).written.at(count - 1);
+    };
+    glasses.connect(notificationServices());
+    ASSERT_TRUE(RunningGlasses::eventually([&] {
+        return bluez.characteristic(phoneAddress, notificationSource).isNotifying &&
+               bluez.characteristic(phoneAddress, dataSource).isNotifying;
+    }));
+    // Added, and can be opened and cleared; its application, title and message.
+    bluez.notify(phoneAddress, notificationSource, {0, 24, 0, 1, 7, 0, 0, 0});
+    EXPECT_EQ(written(1), (Bytes{0, 7, 0, 0, 0, 0, 1, 128, 0, 3, 0, 4}));
+    bluez.notify(phoneAddress, dataSource,
+                 {0, 7, 0, 0, 0, 0, 3, 0, 'a', '.', 'b', 1, 4, 0, 'A', 'n', 'n', 'a', 3, 2, 0, 'H', 'i'});
+    const auto told = glasses.await("notification");
+    ASSERT_TRUE(told);
+    EXPECT_EQ(*told, (json{{"event", "notification"},
+                           {"uid", 7},
+                           {"application", "a.b"},
+                           {"title", "Anna"},
+                           {"message", "Hi"},
+                           {"isSilent", false}}));
+    glasses.process->writeLine("open 7");
+    EXPECT_TRUE(glasses.await("command"));
+    EXPECT_EQ(written(2), (Bytes{2, 7, 0, 0, 0, 0}));
+    glasses.process->writeLine("clear 7");
+    EXPECT_EQ(written(3), (Bytes{2, 7, 0, 0, 0, 1}));
+    bluez.notify(phoneAddress, notificationSource, {2, 24, 0, 0, 7, 0, 0, 0});
+    const auto gone = glasses.await("notificationGone");
+    ASSERT_TRUE(gone);
+    EXPECT_EQ((*gone)["uid"], 7);
+    for (const std::string line : {"open", "clear x", "open 4294967296", "clear -1"}) {
+        glasses.process->writeLine(line);
+        EXPECT_TRUE(glasses.await("refused")) << line;
+    }
+    glasses.process->interrupt();
+    EXPECT_EQ(glasses.process->wait(), 0);
+}
+
+TEST(GlassesCommand, leavesTheNotificationsOfTheHostAloneUnlessAskedFor) {
+    RunningGlasses glasses;
+    glasses.connect(notificationServices());
+    constexpr std::chrono::milliseconds muchLongerThanItTakes{500};
+    EXPECT_FALSE(RunningGlasses::eventually([&] { return glasses.machine.bluez.calls("StartNotify") > 0; },
+                                            muchLongerThanItTakes));
+    EXPECT_EQ(glasses.machine.bluez.centralReads(phoneAddress, batteryLevel).value, Bytes{80});
+}
+
+TEST(GlassesCommand, aNotificationCannotChangeTheTerminal) {
+    BluetoothMachine machine;
+    machine.bluez.addAdapter("hci0");
+    machine.bluez.start();
+    Process process({TARNEL_COMMAND, "glasses", "--air", "--notifications"});
+    ASSERT_TRUE(RunningGlasses::eventually([&] { return machine.bluez.advertisement().has_value(); }));
+    machine.connectPhone(
+        {.address = phoneAddress, .name = "Ph\x1b[2Jone", .isBonded = true, .gatt = notificationServices()});
+    ASSERT_TRUE(RunningGlasses::eventually(
+        [&] { return machine.bluez.characteristic(phoneAddress, notificationSource).isNotifying; }));
+    machine.bluez.notify(phoneAddress, notificationSource, {0, 0, 0, 1, 1, 0, 0, 0});
+    ASSERT_TRUE(RunningGlasses::eventually(
+        [&] { return !machine.bluez.characteristic(phoneAddress, controlPoint).written.empty(); }));
+    machine.bluez.notify(phoneAddress, dataSource,
+                         {0, 1, 0, 0, 0, 0, 1, 0, 27, 1, 3, 0, 27, '[', '2', 3, 3, 0, 'a', '\n', 'b'});
+    std::string said;
+    while (const auto line = process.readLine(patience)) {
+        said += *line + "\n";
+        if (line->starts_with("notification")) {
+            break;
+        }
+    }
+    EXPECT_THAT(said, AllOf(HasSubstr("connected: 00:AA:01:00:00:77 (Ph?[2Jone)\n"),
+                            HasSubstr("notification 1 of ?: ?[2: a b\n")));
+}
+
+TEST(GlassesCommand, leavesTheAdapterAsItWasWhenItsFirstOutputFails) {
+    BluetoothMachine machine;
+    machine.bluez.addAdapter("hci0");
+    machine.bluez.start();
+    const auto result = runCommand({"/bin/sh", "-c", "exec \"$0\" glasses --air --show > /dev/full", TARNEL_COMMAND});
+    EXPECT_EQ(result.status, failed);
+    EXPECT_THAT(result.error, AllOf(StartsWith("tarnel: "), HasSubstr("output")));
+    EXPECT_EQ(machine.bluez.alias(), "machine");
+    EXPECT_FALSE(machine.bluez.advertisement().has_value());
+}
+
+TEST(GlassesCommand, openAWindowOrSayWhyNot) {
+    const auto result = runCommand({"/usr/bin/env", "-u", "DISPLAY", "-u", "WAYLAND_DISPLAY", "-u", "QT_QPA_PLATFORM",
+                                    TARNEL_COMMAND, "glasses", "--air", "--window"});
+    EXPECT_EQ(result.status, failed);
+    EXPECT_THAT(result.error, AllOf(HasSubstr("window"), HasSubstr("--frame writes what")));
+    EXPECT_EQ(runTarnel({"glasses", "--window"}).status, usage);
+}
+
+#ifdef TARNEL_HAS_WINDOWS
+/// Qt without a display, for the commands that are run.
+struct NoDisplay {
+    NoDisplay() { ::setenv("QT_QPA_PLATFORM", "offscreen", 1); }
+    ~NoDisplay() { ::unsetenv("QT_QPA_PLATFORM"); }
+};
+
+TEST(GlassesCommand, showTheDisplayInAWindowAndInAFileAtOnce) {
+    const NoDisplay offscreen;
+    const TemporaryFolder folder;
+    RunningGlasses glasses({"--window", "--frame", folder / "frame.png"});
+    glasses.connect();
+    for (const auto& message : {takesDisplay, fillsSquare, flushes}) {
+        glasses.write(message);
+    }
+    EXPECT_TRUE(glasses.await("frame", [](const json& frame) { return frame["isDark"] == false; }));
+    EXPECT_EQ(levelsOfFrame(folder / "frame.png").at(6 * 640 + 4), 3);
+    glasses.process->writeLine("q");
+    EXPECT_EQ(glasses.process->wait(), 0);
+    EXPECT_EQ(glasses.machine.bluez.calls("UnregisterApplication"), 1);
+}
+
+TEST(GlassesCommand, endsInAWindowToo) {
+    const NoDisplay offscreen;
+    RunningGlasses glasses({"--window", "--name", "Seen"});
+    EXPECT_TRUE(RunningGlasses::eventually([&] { return glasses.machine.bluez.alias() == "Seen"; }));
+    glasses.process->interrupt();
+    EXPECT_EQ(glasses.process->wait(), 0);
+    EXPECT_TRUE(RunningGlasses::eventually([&] { return glasses.machine.bluez.alias() == "machine"; }));
+}
+
+TEST(GlassesCommand, saysWhatKeepsThemOffTheAirInAWindowToo) {
+    const NoDisplay offscreen;
+    BluetoothMachine machine;
+    machine.bluez.start();
+    const auto result = runTarnel({"glasses", "--air", "--window"});
+    EXPECT_EQ(result.status, failed);
+    EXPECT_THAT(result.error, HasSubstr("tarnel: there is no Bluetooth adapter;"));
+}
+
+TEST(GlassesCommand, leavesTheAdapterAloneWhenTheDisplayCannotBeReached) {
+    BluetoothMachine machine;
+    machine.bluez.addAdapter("hci0");
+    machine.bluez.start();
+    const auto result = runCommand({"/usr/bin/env", "-u", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM=xcb", "DISPLAY=:7654",
+                                    TARNEL_COMMAND, "glasses", "--air", "--window"});
+    EXPECT_NE(result.status, 0);
+    EXPECT_EQ(machine.bluez.calls("RegisterApplication"), 0);
+    EXPECT_EQ(machine.bluez.alias(), "machine");
+}
+#endif
 
 TEST(GlassesCommand, refusesAFileThatCannotBeWritten) {
     const auto result = runTarnel({"glasses", "--air", "--frame", "/no/such/folder/frame.png"});

@@ -1,4 +1,5 @@
 #include <TarnelLinux/desktop/NotificationDaemon.hpp>
+#include <TarnelLinux/desktop/Text.hpp>
 
 #include <utility>
 
@@ -12,28 +13,6 @@ constexpr std::int32_t daemonsOwnTimeout = -1;
 /// A bus may refuse more answers to wait for: 128 unless it is configured otherwise.
 constexpr std::size_t mostUnderWay = 32;
 enum class Urgency : std::uint8_t { low = 0, normal = 1 };
-
-/// The body as text of a daemon that reads it as markup.
-std::string escaped(const std::string& text) {
-    std::string result;
-    result.reserve(text.size());
-    for (const char character : text) {
-        switch (character) {
-        case '&':
-            result += "&amp;";
-            break;
-        case '<':
-            result += "&lt;";
-            break;
-        case '>':
-            result += "&gt;";
-            break;
-        default:
-            result += character;
-        }
-    }
-    return result;
-}
 
 std::string reasonOf(const sdbus::Error& error) {
     const std::string& name = error.getName();
@@ -107,6 +86,9 @@ bool NotificationDaemon::connect() {
         connection_ = options_.busAddress ? sdbus::createSessionBusConnectionWithAddress(*options_.busAddress)
                                           : sdbus::createSessionBusConnection();
         ++connections_;
+        if (options_.connected) {
+            options_.connected(connection_->getUniqueName());
+        }
         const auto receive = [this](sdbus::Message& message) { received(message); };
         matches_.push_back(connection_->addMatch(std::string("type='signal',sender='org.freedesktop.DBus',"
                                                              "member='NameOwnerChanged',arg0='") +

@@ -59,6 +59,8 @@ public:
         std::optional<std::string> busAddress;
         /// How long the daemon may take to start or answer.
         std::chrono::microseconds patience;
+        /// Told the bus name of each new connection, before anything is said on it.
+        std::function<void(const std::string& busName)> connected = nullptr;
     };
 
     /// The loop and the listener outlive it, and the loop has ended before it goes.

@@ -28,13 +28,11 @@ DisplayWidget::DisplayWidget(std::shared_ptr<glasses::SimulatedGlasses> glasses,
     setAccessibleName(QStringLiteral("Display"));
     next_.setSingleShot(true);
     connect(&next_, &QTimer::timeout, this, [this] { refresh(); });
-    glasses_->setFrameObserver(wake_.caller());
+    observation_ = glasses_->observeFrame(wake_.caller());
     refresh();
 }
 
-DisplayWidget::~DisplayWidget() {
-    glasses_->setFrameObserver(nullptr);
-}
+DisplayWidget::~DisplayWidget() = default;
 
 QSize DisplayWidget::sizeHint() const {
     return {Frame::width, Frame::height};

@@ -11,7 +11,7 @@
 namespace tarnel {
 
 /// The display of simulated glasses in its green, as large as fits: pixel by pixel where it fits a whole number of
-/// times, else smoothed. It is the frame observer of its glasses.
+/// times, else smoothed.
 ///
 /// GUI thread; the glasses may be on another.
 class DisplayWidget : public QWidget {
@@ -36,6 +36,7 @@ private:
 
     const std::shared_ptr<glasses::SimulatedGlasses> glasses_;
     const QtWake wake_;
+    platform::Observation observation_;
     QTimer next_; ///< when what moves has moved
     QImage image_;
 };

@@ -19,7 +19,7 @@ class DisplayWidget;
 class MessageList;
 
 /// One pair of simulated glasses as a window: the display, their state, what the wearer does by buttons and keys, the
-/// faults, and the messages as they are received. It takes the place of the glasses' frame observer.
+/// faults, and the messages as they are received.
 ///
 /// GUI thread; the glasses may be on another. Destroyed before their radio's scheduler.
 class QtGlassesWindow : public QMainWindow {
