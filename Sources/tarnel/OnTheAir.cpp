@@ -75,9 +75,13 @@ void OnTheAir::install() {
          .adapter = options_.air.adapter,
          .locale = options_.locale,
          .observer = record_,
-         .attemptFailed = [record = record_](const UUID& peripheral, const platform::BluetoothError& error) {
-             record->attemptFailed(peripheral, error);
-         }});
+         .sharesNotifications = options_.air.sharesNotifications,
+         .sharingEnded =
+             [](const std::string& why) { std::fputs(("tarnel: " + printable(why) + "\n").c_str(), stderr); },
+         .attemptFailed =
+             [record = record_](const UUID& peripheral, const platform::BluetoothError& error) {
+                 record->attemptFailed(peripheral, error);
+             }});
     loop_.attach(platform_->scheduler());
     TarnelManager::shared();
 }
