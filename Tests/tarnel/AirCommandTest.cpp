@@ -150,6 +150,24 @@ TEST_F(AirCommand, StaysShownForAWhile) {
     EXPECT_TRUE(Machine::eventually([&] { return !bluez.device(glassesAddress).isConnected; }));
 }
 
+TEST_F(AirCommand, IsShownAgainWhenTheGlassesWereAway) {
+    GlassesOnTheBus pair(bluez);
+    link();
+    const auto expected = simulatedLevels({"text", "Hello"});
+    Process process({TARNEL_COMMAND, "text", "Hello", "--for", "1000"});
+    EXPECT_THAT(process.readLine().value_or(""), StartsWith("Shown: "));
+    for (int times = 0; times < 2; ++times) {
+        const auto received = pair.received();
+        bluez.leaveRange(glassesAddress);
+        EXPECT_TRUE(Machine::eventually([&] { return !bluez.device(glassesAddress).isConnected; }));
+        bluez.enterRange(glassesAddress);
+        EXPECT_TRUE(
+            Machine::eventually([&] { return pair.received() > received && pair.lastFrame().levels() == expected; }));
+    }
+    process.interrupt();
+    EXPECT_EQ(process.wait(), 0);
+}
+
 TEST_F(AirCommand, NothingLinkedIsSaidAtOnce) {
     const auto path = picture(checkerboard(8, 8));
     for (const auto& call : std::vector<std::vector<std::string>>{
