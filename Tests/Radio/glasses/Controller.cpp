@@ -77,6 +77,9 @@ Bytes advertisingBytes(const Bytes& data) {
 int openController(std::uint16_t index) {
     const HciAddress address{AF_BLUETOOTH, index, userChannel};
     const int socket = ::socket(AF_BLUETOOTH, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, hciProtocol);
+    // A radio holds its peer back; the kernel drops what finds no room in the socket.
+    constexpr int room = 16 << 20;
+    ::setsockopt(socket, SOL_SOCKET, SO_RCVBUFFORCE, &room, sizeof room);
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     // The kernel declares the address its own way.
     while (::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
@@ -101,6 +104,7 @@ Controller::Controller(bluez::EventLoop& loop, std::uint16_t index, Bytes random
 
 Controller::~Controller() {
     loop_.cancel(commandTimer_);
+    loop_.cancel(advertisingTimer_);
     loop_.unwatch(socket_);
     ::close(socket_);
 }
@@ -174,10 +178,18 @@ void Controller::advertise(const Bytes& data, const Bytes& scanResponse) {
     }
     command(setAdvertisingData, advertisingBytes(data));
     command(setScanResponseData, advertisingBytes(scanResponse));
+    beHeard();
+}
+
+/// A virtual controller reports an advertiser to each who scans once, when either begins; a real one is heard again and
+/// again, so this one begins again and again.
+void Controller::beHeard() {
     command(setAdvertisingEnable, {1, 1, 0, 0, 0, 0});
+    advertisingTimer_ = loop_.after(std::chrono::milliseconds(200), [this] { beHeard(); });
 }
 
 void Controller::stopAdvertising() {
+    loop_.cancel(advertisingTimer_);
     command(setAdvertisingEnable, {0, 0});
 }
 
@@ -288,6 +300,7 @@ void Controller::receiveLowEnergyEvent(ByteView event) {
     const bool isConnection = event[0] == connectionComplete || event[0] == enhancedConnectionComplete;
     if (isConnection && event.size() >= 4 && event[1] == 0) {
         handle_ = wordAt(event, 2);
+        loop_.cancel(advertisingTimer_); // a connection ends it
         callbacks_.connected();
     } else if (event[0] == longTermKeyRequest && event.size() >= 3) {
         // It keeps no keys.

@@ -48,6 +48,7 @@ private:
     void start();
     void command(std::uint16_t code, Bytes parameters);
     void sendCommand();
+    void beHeard();
     void sendFragments();
     void write(const Bytes& packet);
     void read();
@@ -63,6 +64,7 @@ private:
     std::deque<Bytes> commands_;     ///< not yet answered
     bool isCommandUnderWay_ = false; ///< the first of the commands
     bluez::EventLoop::Timer commandTimer_ = 0;
+    bluez::EventLoop::Timer advertisingTimer_ = 0;
     std::deque<Bytes> fragments_;
     std::size_t fragmentSize_ = 27;
     std::size_t credits_ = 1;
