@@ -10,17 +10,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <map>
 #include <utility>
-#include <vector>
 
 namespace tarnel::radio {
-namespace {
-
-constexpr std::size_t valueLength = 495;
-
-} // namespace
-
 BareWriter::BareWriter(std::string adapter) : adapter_(std::move(adapter)) {}
 
 BareWriter::~BareWriter() {
@@ -63,17 +57,14 @@ bool BareWriter::connect() {
     });
 }
 
-bool BareWriter::write(std::uint64_t bytes) const {
-    const std::vector<std::uint8_t> value(valueLength);
-    while (bytes > 0) {
-        const std::size_t size = std::min<std::uint64_t>(bytes, value.size());
-        if (::write(socket_, value.data(), size) >= 0) {
-            bytes -= size;
-            continue;
-        }
-        pollfd descriptor{socket_, POLLOUT, 0};
-        if (errno != EAGAIN || ::poll(&descriptor, 1, 10'000) <= 0) {
-            return false;
+bool BareWriter::write(const std::vector<std::size_t>& lengths) const {
+    const std::vector<std::uint8_t> value(*std::max_element(lengths.begin(), lengths.end()));
+    for (const std::size_t length : lengths) {
+        while (::write(socket_, value.data(), length) < 0) {
+            pollfd descriptor{socket_, POLLOUT, 0};
+            if (errno != EAGAIN || ::poll(&descriptor, 1, 10'000) <= 0) {
+                return false;
+            }
         }
     }
     return true;

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <string>
+#include <vector>
 
 namespace tarnel::radio {
 
 /// What a program of a few lines reaches: connects the glasses, acquires the socket of the out characteristic, and
-/// writes values of the same length as the SDK does into it, waiting only for the socket.
+/// writes values into it, waiting only for the socket.
 class BareWriter {
 public:
     explicit BareWriter(std::string adapter);
@@ -15,7 +16,8 @@ public:
     BareWriter& operator=(const BareWriter&) = delete;
 
     bool connect();
-    bool write(std::uint64_t bytes) const;
+    /// Values of these lengths.
+    bool write(const std::vector<std::size_t>& lengths) const;
 
 private:
     const std::string adapter_;

@@ -100,6 +100,27 @@ TEST_F(ChannelTest, TakesRoomThatComesInTheMiddleOfAWriteForNoSecondWrite) {
     EXPECT_EQ(peripheral->lostWrites, 0);
 }
 
+TEST_F(ChannelTest, WritesManyChunksInARowAndLetsTheOtherBlocksOfTheQueueInBetween) {
+    peripheral->maximumWithoutResponse = 20;
+    startSession();
+    std::vector<std::size_t> written;
+    std::function<void()> look = [&] {
+        written.push_back(peripheral->writes.size());
+        if (written.back() < 100) {
+            hosts->queue()->async(look);
+        }
+    };
+    peripheral->whenAskedForRoom = [&] {
+        peripheral->whenAskedForRoom = nullptr;
+        hosts->queue()->async(look);
+    };
+    device->sendData(Bytes(1900, 1), ItemType::data);
+    platform.run();
+    ASSERT_THAT(peripheral->writes, SizeIs(100));
+    EXPECT_THAT(written, Contains(::testing::AllOf(::testing::Gt(1u), ::testing::Lt(100u))));
+    EXPECT_LT(written.size(), 20u);
+}
+
 TEST_F(ChannelTest, NeverWritesIntoAFullBuffer) {
     startSession();
     peripheral->room = 1;

@@ -107,6 +107,35 @@ TEST_F(ApplicationThreadsTest, CarriesAPictureAcrossThreads) {
     EXPECT_EQ(pair_->counters().lostWrites, 0u);
 }
 
+TEST_F(ApplicationThreadsTest, LosesNoMessageHoweverOftenTheQueueRunsEmpty) {
+    link();
+    const auto device = TarnelManager::shared().currentDevice();
+    runUntil([&] { return !device->hasDataInOutgoingQueue(); });
+    constexpr std::size_t threadCount = 3;
+    constexpr std::size_t messagesOfEach = 300;
+    const auto before = pair_->receivedCount();
+    std::vector<std::thread> threads;
+    for (std::size_t n = 0; n < threadCount; ++n) {
+        threads.emplace_back([&] {
+            for (std::size_t i = 0; i < messagesOfEach; ++i) {
+                device->setIntProperty(Property::brightness, static_cast<std::int64_t>(i % 100));
+                if (i % 5 == 0) {
+                    std::this_thread::sleep_for(100us);
+                }
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    for (int waits = 0; waits < 5000 && pair_->receivedCount() < before + threadCount * messagesOfEach; ++waits) {
+        std::this_thread::sleep_for(1ms);
+    }
+    EXPECT_GE(pair_->receivedCount(), before + threadCount * messagesOfEach);
+    EXPECT_EQ(pair_->errorCount(), 0u);
+    EXPECT_EQ(pair_->counters().lostWrites, 0u);
+}
+
 TEST_F(ApplicationThreadsTest, TakesCommandsFromManyThreadsWhileTheConnectionComesAndGoes) {
     link();
     const auto device = TarnelManager::shared().currentDevice();

@@ -8,6 +8,7 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -39,7 +40,8 @@ struct FakeCharacteristic {
     std::optional<bluez::Failure> refusal{}; ///< of every request
     std::uint16_t mtu = 517;
     bool givesSocket = true;
-    bool holdsRead = false; ///< reading is not answered
+    bool holdsRead = false;                                              ///< reading is not answered
+    std::function<std::chrono::steady_clock::duration()> readingTakes{}; ///< asked at each request; at once when empty
 
     bool isNotifying = false;
     int socket = -1;               ///< the daemon's end
@@ -175,7 +177,7 @@ private:
     std::vector<std::string> filter_;
     std::map<std::string, std::unique_ptr<FakeDevice>> devices_;
     std::vector<sdbus::Result<>> held_;
-    std::vector<sdbus::Result<Bytes>> heldReads_;
+    std::vector<std::shared_ptr<sdbus::Result<Bytes>>> heldReads_;
     std::map<std::string, int> taken_;
     std::string agent_;
     std::string agentOwner_;

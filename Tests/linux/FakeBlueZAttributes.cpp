@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <memory>
 #include <utility>
 
 /// The services and characteristics of its devices.
@@ -70,9 +71,17 @@ void FakeBlueZ::exportCharacteristic(FakeCharacteristic& characteristic, const s
         .implementedAs([this, raw, signals](sdbus::Result<Bytes>&& result, const Options&) {
             count("ReadValue");
             if (raw->holdsRead) {
-                heldReads_.push_back(std::move(result));
+                heldReads_.push_back(std::make_shared<sdbus::Result<Bytes>>(std::move(result)));
             } else if (raw->refusal) {
                 result.returnError(errorOf(*raw->refusal));
+            } else if (raw->readingTakes) {
+                heldReads_.push_back(std::make_shared<sdbus::Result<Bytes>>(std::move(result)));
+                loop_.after(raw->readingTakes(), [this, raw, weak = std::weak_ptr(heldReads_.back())] {
+                    if (const auto held = weak.lock()) {
+                        held->returnResults(raw->value);
+                        std::erase(heldReads_, held);
+                    }
+                });
             } else {
                 signals->emitPropertiesChangedSignal(gattCharacteristicInterface, {"Value"});
                 result.returnResults(raw->value);

@@ -173,14 +173,19 @@ void EventLoop::end() {
 }
 
 void EventLoop::post(Task task) {
+    bool isFirst = false;
     {
         const std::lock_guard lock(state_->mutex);
         if (state_->isEnding) {
             return;
         }
+        isFirst = state_->posted.empty();
         state_->posted.push_back(std::move(task));
     }
-    state_->signal();
+    // The others are taken along with it.
+    if (isFirst) {
+        state_->signal();
+    }
 }
 
 EventLoop::Timer EventLoop::after(Duration delay, Task task) {

@@ -4,10 +4,20 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
 namespace tarnel::bluez {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto headStart = 3ms;
+
+} // namespace
 
 bool WriteRoom::take() {
     if (used_.fetch_add(1) < depth) {
@@ -28,6 +38,19 @@ bool WriteRoom::isFree() {
 
 bool WriteRoom::announce() {
     return used_ <= lowWater && isAwaited_.exchange(false);
+}
+
+void SegmentLength::fenceReturned(Duration delay, bool isAwaited) {
+    if (isAwaited && delay < 100ms) {
+        bytes_ = std::min(bytes_ * 3 / 2, greatest);
+    } else if (delay > 250ms) {
+        bytes_ = std::max(bytes_ * 2 / 3, least);
+    }
+}
+
+Writer::~Writer() {
+    loop_.cancel(headStart_);
+    close();
 }
 
 void Writer::open(int descriptor) {
@@ -51,18 +74,36 @@ void Writer::write(Bytes value) {
 }
 
 void Writer::fenceReturned() {
-    fences_ = fences_ > 0 ? fences_ - 1 : 0;
+    endHeadStart();
+    if (const auto asked = std::exchange(fence_, std::nullopt)) {
+        const bool isAwaited = !queue_.empty() && sinceFence_ >= segment_.bytes();
+        segment_.fenceReturned(Clock::now() - *asked, isAwaited);
+        if (isAwaited) {
+            askForFence();
+        }
+    }
     pump();
 }
 
+void Writer::askForFence() {
+    sinceFence_ = 0;
+    fence_ = Clock::now();
+    headStart_ = loop_.after(headStart, [this] {
+        headStart_ = 0;
+        pump();
+    });
+    callbacks_.fence();
+}
+
+void Writer::endHeadStart() {
+    loop_.cancel(std::exchange(headStart_, 0));
+}
+
 bool Writer::mayGoOn() {
-    constexpr int segmentsUnderWay = 2;
-    if (fences_ < segmentsUnderWay && sinceFence_ >= segment) {
-        ++fences_;
-        sinceFence_ = 0;
-        callbacks_.fence();
+    if (!fence_ && sinceFence_ >= segment_.bytes()) {
+        askForFence();
     }
-    return fences_ < segmentsUnderWay;
+    return headStart_ == 0 && sinceFence_ < segment_.bytes();
 }
 
 bool Writer::sendFirst() {

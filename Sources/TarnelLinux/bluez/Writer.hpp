@@ -4,9 +4,11 @@
 #include <TarnelSDK/platform/Bytes.hpp>
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <deque>
 #include <functional>
+#include <optional>
 #include <utility>
 
 namespace tarnel::bluez {
@@ -32,13 +34,32 @@ private:
     std::atomic<bool> isAwaited_ = false;
 };
 
+/// How many bytes go between two fences: as many as keep the radio busy until a fence returns, and few enough that
+/// nobody waits long behind them.
+class SegmentLength {
+public:
+    using Duration = EventLoop::Duration;
+    static constexpr std::size_t first = 8192;
+    static constexpr std::size_t least = 4096;
+    static constexpr std::size_t greatest = 32768;
+
+    std::size_t bytes() const { return bytes_; }
+    /// `delay`: between asking for a fence and its return; `isAwaited`: values were held up until then. The length
+    /// grows by half when values were held up by a fence of less than 100 ms, and loses a third when one took more than
+    /// 250 ms.
+    void fenceReturned(Duration delay, bool isAwaited);
+
+private:
+    std::size_t bytes_ = first;
+};
+
 /// Writes values into the socket of one acquired characteristic, each as one packet, in order. The daemon empties the
-/// socket faster than the radio, so after every `segment` bytes it asks for a fence, a request that the device answers
-/// once it has all before it; the last two segments may be under way. On the loop's thread only.
+/// socket faster than the radio, so after every segment it asks for a fence, a request that the device answers once it
+/// has all before it. One request is under way at a time, and while it is, one more segment may follow. The request
+/// goes another way to the daemon; for it to get there first, the segment waits for a moment. On the loop's thread
+/// only.
 class Writer {
 public:
-    static constexpr std::size_t segment = 8192;
-
     struct Callbacks {
         std::function<void()> wrote;  ///< a value has left the queue
         std::function<void()> fence;  ///< call `fenceReturned` when the device has answered a request
@@ -47,7 +68,7 @@ public:
 
     /// The loop outlives the writer.
     Writer(EventLoop& loop, Callbacks callbacks) : loop_(loop), callbacks_(std::move(callbacks)) {}
-    ~Writer() { close(); }
+    ~Writer();
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
 
@@ -66,14 +87,18 @@ private:
     void pump();
     bool sendFirst();
     bool mayGoOn();
+    void askForFence();
+    void endHeadStart();
 
     EventLoop& loop_;
     const Callbacks callbacks_;
     std::deque<Bytes> queue_;
     int descriptor_ = -1;
     bool isWatched_ = false;
+    SegmentLength segment_;
     std::size_t sinceFence_ = 0;
-    int fences_ = 0;
+    std::optional<std::chrono::steady_clock::time_point> fence_; ///< when the one under way was asked for
+    EventLoop::Timer headStart_ = 0;
 };
 
 } // namespace tarnel::bluez

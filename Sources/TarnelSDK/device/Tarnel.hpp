@@ -175,9 +175,23 @@ private:
     void acknowledgeRead();
     void scheduleWrite();
     void write();
-    void writeChunk(const platform::PeripheralPointer& peripheral,
-                    const platform::CharacteristicPointer& characteristic,
-                    const std::shared_ptr<OutgoingManager>& outgoing, Bytes chunk);
+    /// What the chunks of a session are written with. Its queue is replaced when the session ends.
+    struct Step {
+        platform::PeripheralPointer peripheral;
+        platform::CharacteristicPointer characteristic;
+        std::shared_ptr<OutgoingManager> outgoing;
+        int protocolVersion = 0;
+    };
+    bool isCurrent(const Step& step) const { return outgoingManager() == step.outgoing; }
+    /// Leaves the channel `writing` when it may, and `idle` when it is to wait for room. REQUIRES: `channelMutex_` is
+    /// held.
+    bool mayWrite(const Step& step);
+    std::optional<Bytes> nextChunk(const Step& step);
+    /// After a chunk was written; empty when none is to follow at once.
+    std::optional<Bytes> followingChunk(const Step& step);
+    /// Writes the chunk on the central's queue, and those that follow as long as there is room.
+    void writeLater(const Step& step, Bytes chunk);
+    void writeChunks(const Step& step, std::optional<Bytes> chunk);
     static std::optional<Bytes> prepareChunk(OutgoingManager& outgoing, const std::shared_ptr<Item>& item);
     std::shared_ptr<OutgoingManager> outgoingManager() const;
 

@@ -107,59 +107,93 @@ void Tarnel::scheduleWrite() {
 }
 
 void Tarnel::write() {
-    platform::PeripheralPointer peripheral;
-    platform::CharacteristicPointer characteristic;
-    std::shared_ptr<OutgoingManager> outgoing;
+    Step step;
     {
+        // One step with `mayWrite`: otherwise a second write would be scheduled in between.
         const std::lock_guard channelLock(channelMutex_);
         isWriteScheduled_ = false;
-        std::unique_lock lock(mutex_);
-        peripheral = peripheral_;
-        characteristic = outCharacteristic_;
-        outgoing = outgoingManager_;
-        const bool waitsForRoom = protocolVersion_ >= 2;
-        lock.unlock();
-        if (!peripheral || !characteristic || peripheral->state() != platform::PeripheralState::connected) {
+        {
+            const std::lock_guard lock(mutex_);
+            step = {peripheral_, outCharacteristic_, outgoingManager_, protocolVersion_};
+        }
+        if (!mayWrite(step)) {
             return;
         }
-        if (waitsForRoom && !peripheral->canSendWriteWithoutResponse()) {
-            channelState_ = ChannelState::idle;
-            log("peripheral write buffer full", {"write()", "Tarnel"});
-            return;
-        }
-        channelState_ = ChannelState::writing;
     }
-    const auto item = outgoing->next();
-    if (!item) {
-        log("nothing in the QUEUE!!!", {"write()", "Tarnel"});
-        nextState();
-        return;
-    }
-    if (auto chunk = prepareChunk(*outgoing, item)) {
-        writeChunk(peripheral, characteristic, outgoing, std::move(*chunk));
+    if (auto chunk = nextChunk(step)) {
+        writeLater(step, std::move(*chunk));
     }
 }
 
-void Tarnel::writeChunk(const platform::PeripheralPointer& peripheral,
-                        const platform::CharacteristicPointer& characteristic,
-                        const std::shared_ptr<OutgoingManager>& outgoing, Bytes chunk) {
-    centralQueue_->async([weak = weak_from_this(), peripheral, characteristic, outgoing, chunk = std::move(chunk)] {
-        const auto device = weak.lock();
-        // A queue that has been replaced belongs to a session that is over; its chunks must not reach the next one.
-        if (!device || device->outgoingManager() != outgoing) {
-            return;
+bool Tarnel::mayWrite(const Step& step) {
+    if (!step.peripheral || !step.characteristic || step.peripheral->state() != platform::PeripheralState::connected) {
+        return false;
+    }
+    if (step.protocolVersion >= 2 && !step.peripheral->canSendWriteWithoutResponse()) {
+        channelState_ = ChannelState::idle;
+        log("peripheral write buffer full", {"write()", "Tarnel"});
+        return false;
+    }
+    channelState_ = ChannelState::writing;
+    return true;
+}
+
+void Tarnel::writeLater(const Step& step, Bytes chunk) {
+    centralQueue_->async([weak = weak_from_this(), step, chunk = std::move(chunk)] {
+        if (const auto device = weak.lock()) {
+            device->writeChunks(step, chunk);
         }
-        const int version = device->protocolVersion();
-        log("to the device: " + std::to_string(chunk.size()) + " bytes, with protocol: " + std::to_string(version),
-            {"write()", "Tarnel"});
-        if (version < 2) {
-            peripheral->writeValue(chunk, characteristic, platform::WriteType::withResponse);
-            return;
+    });
+}
+
+std::optional<Bytes> Tarnel::nextChunk(const Step& step) {
+    if (const auto item = step.outgoing->next()) {
+        return prepareChunk(*step.outgoing, item);
+    }
+    log("nothing in the QUEUE!!!", {"write()", "Tarnel"});
+    const std::lock_guard lock(channelMutex_);
+    if (isCurrent(step)) {
+        nextState();
+    }
+    return std::nullopt;
+}
+
+std::optional<Bytes> Tarnel::followingChunk(const Step& step) {
+    {
+        const std::lock_guard lock(channelMutex_);
+        if (!isCurrent(step)) {
+            return std::nullopt;
+        }
+        if (pendingRead_ || !isAuthenticated() || !step.outgoing->hasItems()) {
+            nextState();
+            return std::nullopt;
+        }
+        if (!mayWrite(step)) {
+            return std::nullopt;
+        }
+    }
+    return nextChunk(step);
+}
+
+void Tarnel::writeChunks(const Step& step, std::optional<Bytes> chunk) {
+    // The queue's other blocks wait no longer than for this many.
+    constexpr int chunksInARow = 32;
+    for (int written = 0; chunk && isCurrent(step); ++written) {
+        if (written == chunksInARow) {
+            return writeLater(step, std::move(*chunk));
+        }
+        if (logEnabled()) {
+            log("to the device: " + std::to_string(chunk->size()) +
+                    " bytes, with protocol: " + std::to_string(step.protocolVersion),
+                {"write()", "Tarnel"});
+        }
+        if (step.protocolVersion < 2) {
+            return step.peripheral->writeValue(*chunk, step.characteristic, platform::WriteType::withResponse);
         }
         // The next step follows the write itself, so that it sees what the write left of the platform's buffer.
-        peripheral->writeValue(chunk, characteristic, platform::WriteType::withoutResponse);
-        device->nextState();
-    });
+        step.peripheral->writeValue(*chunk, step.characteristic, platform::WriteType::withoutResponse);
+        chunk = followingChunk(step);
+    }
 }
 
 std::optional<Bytes> Tarnel::prepareChunk(OutgoingManager& outgoing, const std::shared_ptr<Item>& item) {

@@ -5,28 +5,22 @@
 
 namespace tarnel {
 
-std::uint8_t luminance(std::uint8_t red, std::uint8_t green, std::uint8_t blue, std::uint8_t alpha) {
-    constexpr std::uint32_t one = 100 * 255;
-    const std::uint32_t weighted = (30U * red + 59U * green + 11U * blue) * alpha;
-    return static_cast<std::uint8_t>((weighted + one / 2) / one);
-}
-
 void luminanceOfRow(const Image& image, int y, std::span<std::uint8_t> out) {
     const ByteView row = image.row(y);
-    const std::size_t step = image.bytesPerPixel();
-    precondition(out.size() * step >= row.size(), "there is room for the luminance of a row");
+    const auto width = static_cast<std::size_t>(image.width());
+    precondition(out.size() >= width, "there is room for the luminance of a row");
     switch (image.format()) {
     case PixelFormat::gray8:
         std::copy(row.begin(), row.end(), out.begin());
         break;
     case PixelFormat::grayAlpha8:
-        for (std::size_t at = 0; at < row.size(); at += step) {
-            out[at / step] = row[at];
+        for (std::size_t x = 0; x < width; ++x) {
+            out[x] = row[2 * x];
         }
         break;
     case PixelFormat::rgba8:
-        for (std::size_t at = 0; at < row.size(); at += step) {
-            out[at / step] = luminance(row[at], row[at + 1], row[at + 2], row[at + 3]);
+        for (std::size_t x = 0; x < width; ++x) {
+            out[x] = luminance(row[4 * x], row[4 * x + 1], row[4 * x + 2], row[4 * x + 3]);
         }
         break;
     }

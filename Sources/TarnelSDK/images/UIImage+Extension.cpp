@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <utility>
 
 namespace tarnel {
@@ -19,16 +20,34 @@ std::size_t sampleOffset(const Image& image) {
     return image.bitsPerPixel() == 8 ? 0 : 1;
 }
 
-/// Collects the top bits of bytes, from the most significant bit of each byte on.
+/// Collects the top bits of samples, from the most significant bit of each byte on.
 class BitPacker {
 public:
-    BitPacker(int bitsPerSample, std::size_t capacity) : bitsPerSample_(bitsPerSample) { bytes_.reserve(capacity); }
+    explicit BitPacker(std::size_t capacity) { bytes_.reserve(capacity); }
 
-    void append(std::uint8_t sample) {
-        current_ |= (sample >> (8 - bitsPerSample_)) << (8 - bitsPerSample_ - used_);
-        used_ += bitsPerSample_;
-        if (used_ == 8) {
-            endByte();
+    /// The samples are the first of every `step` bytes.
+    template <int bitsPerSample>
+    void append(ByteView samples, std::size_t step) {
+        constexpr int unused = 8 - bitsPerSample;
+        std::size_t at = 0;
+        if (used_ == 0) {
+            constexpr std::size_t samplesPerByte = 8 / bitsPerSample;
+            const std::size_t wholeBytes = (samples.size() + step - 1) / (samplesPerByte * step);
+            bytes_.resize(bytes_.size() + wholeBytes);
+            for (auto& byte : std::span(bytes_).last(wholeBytes)) {
+                unsigned bits = 0;
+                for (std::size_t i = 0; i < samplesPerByte; ++i, at += step) {
+                    bits = bits << bitsPerSample | static_cast<unsigned>(samples[at]) >> unused;
+                }
+                byte = static_cast<std::uint8_t>(bits);
+            }
+        }
+        for (; at < samples.size(); at += step) {
+            current_ |= (samples[at] >> unused) << (unused - used_);
+            used_ += bitsPerSample;
+            if (used_ == 8) {
+                endByte();
+            }
         }
     }
 
@@ -44,11 +63,24 @@ public:
     Bytes take() { return std::move(bytes_); }
 
 private:
-    int bitsPerSample_;
     Bytes bytes_;
     int current_ = 0;
     int used_ = 0;
 };
+
+template <int bitsPerSample>
+Bytes packed(const Image& image, bool padRow) {
+    const std::size_t bytesPerRow = (static_cast<std::size_t>(image.width()) * bitsPerSample + 7) / 8;
+    BitPacker packer(bytesPerRow * static_cast<std::size_t>(image.height()));
+    for (int y = 0; y < image.height() && image.width() > 0; ++y) {
+        packer.append<bitsPerSample>(image.row(y).subspan(sampleOffset(image)), image.bytesPerPixel());
+        if (padRow) {
+            packer.endByte();
+        }
+    }
+    packer.endByte();
+    return packer.take();
+}
 
 ByteView palette(int bpp) {
     static constexpr std::array<std::uint8_t, 8> black_white = {0x00, 0x00, 0x00, 0x00, 0xFF, 0xFF, 0xFF, 0xFF};
@@ -100,24 +132,18 @@ std::optional<Image> convertToGrayScale(const Image& image) {
 }
 
 std::optional<Bytes> convertToLvglImg(const Image& image, int bpp, bool padRow) {
-    if (bpp != 1 && bpp != 2 && bpp != 4 && bpp != 8) {
+    switch (bpp) {
+    case 1:
+        return packed<1>(image, padRow);
+    case 2:
+        return packed<2>(image, padRow);
+    case 4:
+        return packed<4>(image, padRow);
+    case 8:
+        return packed<8>(image, padRow);
+    default:
         return std::nullopt;
     }
-    const auto bits = static_cast<std::size_t>(bpp);
-    const std::size_t bytesPerRow = (static_cast<std::size_t>(image.width()) * bits + 7) / 8;
-    BitPacker packer(bpp, bytesPerRow * static_cast<std::size_t>(image.height()));
-    const std::size_t step = image.bytesPerPixel();
-    for (int y = 0; y < image.height(); ++y) {
-        const ByteView row = image.row(y);
-        for (std::size_t at = sampleOffset(image); at < row.size(); at += step) {
-            packer.append(row[at]);
-        }
-        if (padRow) {
-            packer.endByte();
-        }
-    }
-    packer.endByte();
-    return packer.take();
 }
 
 std::optional<Bytes> packArray(const Image& image, int bpp) {

@@ -1,0 +1,189 @@
+#include <TarnelLinux/bluez/EventLoop.hpp>
+#include <TarnelLinux/bluez/Writer.hpp>
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace tarnel {
+namespace {
+
+using namespace std::chrono_literals;
+using bluez::EventLoop;
+using bluez::SegmentLength;
+using bluez::Writer;
+
+TEST(SegmentLength, growsWhileFencesThatHoldValuesUpReturnSoon) {
+    SegmentLength length;
+    EXPECT_EQ(length.bytes(), 8192U);
+    length.fenceReturned(99ms, true);
+    EXPECT_EQ(length.bytes(), 12288U);
+    for (int i = 0; i < 10; ++i) {
+        length.fenceReturned(1ms, true);
+    }
+    EXPECT_EQ(length.bytes(), SegmentLength::greatest);
+}
+
+TEST(SegmentLength, staysWhenAFenceLastsAsLongAsItsSegmentOrNobodyWaitedForIt) {
+    SegmentLength length;
+    length.fenceReturned(100ms, true);
+    length.fenceReturned(250ms, true);
+    length.fenceReturned(1ms, false);
+    EXPECT_EQ(length.bytes(), SegmentLength::first);
+}
+
+TEST(SegmentLength, shrinksOnASlowLinkDownToTheLeast) {
+    SegmentLength length;
+    length.fenceReturned(251ms, true);
+    EXPECT_EQ(length.bytes(), 5461U);
+    for (int i = 0; i < 10; ++i) {
+        length.fenceReturned(2s, false);
+    }
+    EXPECT_EQ(length.bytes(), SegmentLength::least);
+}
+
+/// A writer on its loop, with the daemon's end of the socket.
+class WriterTest : public ::testing::Test {
+protected:
+    WriterTest() {
+        std::array<int, 2> ends{};
+        if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends.data()) != 0) {
+            throw std::runtime_error("no socket");
+        }
+        daemon_ = ends[0];
+        onLoop([&] {
+            writer_ = std::make_unique<Writer>(
+                loop_, Writer::Callbacks{.wrote = [] {},
+                                         .fence = [this] { arrivedBeforeFence_.push_back(arrived()); },
+                                         .broken = [] {}});
+            writer_->open(ends[1]);
+        });
+    }
+    ~WriterTest() override {
+        onLoop([&] { writer_.reset(); });
+        loop_.end();
+        ::close(daemon_);
+    }
+
+    template <typename Task>
+    void onLoop(Task task) {
+        std::promise<void> done;
+        loop_.post([&] {
+            task();
+            done.set_value();
+        });
+        done.get_future().wait();
+    }
+    void write(int count) {
+        onLoop([&] {
+            for (int i = 0; i < count; ++i) {
+                writer_->write(Bytes(400, 1));
+            }
+        });
+    }
+    /// Values that have come into the socket so far.
+    int arrived() {
+        std::array<char, 1024> value{};
+        while (::recv(daemon_, value.data(), value.size(), MSG_DONTWAIT) > 0) {
+            ++arrived_;
+        }
+        return arrived_;
+    }
+    bool arriveAtLast(int count) {
+        for (const auto end = std::chrono::steady_clock::now() + 30s; std::chrono::steady_clock::now() < end;) {
+            int now = 0;
+            onLoop([&] { now = arrived(); });
+            if (now >= count) {
+                return now == count;
+            }
+            std::this_thread::sleep_for(1ms);
+        }
+        return false;
+    }
+
+    static constexpr int valuesOfASegment = 21; ///< of 400 bytes; 8,192 are more than 20
+
+    EventLoop loop_;
+    std::unique_ptr<Writer> writer_;
+    std::vector<int> arrivedBeforeFence_;
+    int daemon_ = -1;
+    int arrived_ = 0;
+};
+
+TEST_F(WriterTest, keepsTheNextSegmentBackUntilTheRequestHasItsHeadStart) {
+    onLoop([&] {
+        for (int i = 0; i < 100; ++i) {
+            writer_->write(Bytes(400, 1));
+        }
+        EXPECT_EQ(arrived(), valuesOfASegment);
+    });
+    EXPECT_TRUE(arriveAtLast(2 * valuesOfASegment));
+    onLoop([&] { EXPECT_EQ(arrivedBeforeFence_, std::vector{valuesOfASegment}) << "one request at a time"; });
+}
+
+TEST_F(WriterTest, asksForTheNextFenceBeforeMoreFollows) {
+    write(100);
+    ASSERT_TRUE(arriveAtLast(2 * valuesOfASegment));
+    onLoop([&] {
+        writer_->fenceReturned();
+        EXPECT_EQ(arrivedBeforeFence_, (std::vector{valuesOfASegment, 2 * valuesOfASegment}));
+        EXPECT_EQ(arrived(), 2 * valuesOfASegment);
+    });
+}
+
+TEST_F(WriterTest, writesAllThatIsHeldUpAsFencesReturn) {
+    write(300);
+    for (int fences = 0; fences < 20; ++fences) {
+        onLoop([&] { writer_->fenceReturned(); });
+    }
+    EXPECT_TRUE(arriveAtLast(300));
+    onLoop([&] { EXPECT_TRUE(writer_->isEmpty()); });
+}
+
+TEST_F(WriterTest, isClosedInTheMiddleOfAHeadStart) {
+    write(100);
+    onLoop([&] {
+        writer_->close();
+        EXPECT_EQ(writer_->takeQueue().size(), 100U - valuesOfASegment);
+    });
+    std::this_thread::sleep_for(10ms);
+    onLoop([&] { EXPECT_EQ(arrived(), valuesOfASegment); });
+}
+
+TEST(EventLoop, runsEveryTaskThatIsPostedWhileItFallsAsleep) {
+    EventLoop loop;
+    for (int round = 0; round < 2000; ++round) {
+        constexpr int threads = 3;
+        std::promise<void> done;
+        int left = threads; // of the loop's thread
+        std::vector<std::thread> posting;
+        posting.reserve(threads);
+        for (int i = 0; i < threads; ++i) {
+            posting.emplace_back([&] {
+                loop.post([&] {
+                    if (--left == 0) {
+                        done.set_value();
+                    }
+                });
+            });
+        }
+        for (auto& thread : posting) {
+            thread.join();
+        }
+        if (done.get_future().wait_for(30s) != std::future_status::ready) {
+            loop.end(); // the task uses what is here
+            FAIL() << "a task is not run";
+        }
+    }
+}
+
+} // namespace
+} // namespace tarnel
