@@ -442,6 +442,23 @@ TEST(BlueZConnection, endsWhenTheDaemonForgetsTheDevice) {
     EXPECT_EQ(machine.application->count("disconnected with error 7"), 1);
 }
 
+TEST(BlueZConnection, isMadeWithADeviceThatTheDaemonForgotWhileItConnectedIt) {
+    Machine machine;
+    auto device = glasses();
+    device.holdsConnect = true;
+    machine.bluez.addDevice(device);
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.peripheral = machine.known();
+    machine.central->connect(machine.peripheral);
+    ASSERT_TRUE(Machine::eventually([&] { return machine.bluez.calls("Connect") == 1; }));
+    machine.bluez.leaveRange(glassesAddress);
+    machine.bluez.change(glassesAddress, [](auto& changed) { changed.holdsConnect = false; });
+    EXPECT_TRUE(Machine::eventually([&] { return !machine.attemptFailures().empty(); }));
+    machine.bluez.enterRange(glassesAddress);
+    EXPECT_TRUE(machine.application->await("connected"));
+    EXPECT_EQ(machine.bluez.calls("Connect"), 2);
+}
+
 TEST(BlueZConnection, tellsWhenRegisteredGlassesReturn) {
     Machine machine;
     machine.open();

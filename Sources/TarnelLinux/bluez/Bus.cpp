@@ -93,15 +93,17 @@ void Bus::lost(const Failure& failure) {
     connection_.reset();
     ++connections_;
     loseDaemon();
-    for (auto& [number, done] : std::exchange(pending_, {})) {
-        done(nullptr, &failure);
+    for (auto& [number, pending] : std::exchange(pending_, {})) {
+        pending.done(nullptr, &failure);
     }
     connectLater();
 }
 
 void Bus::loseDaemon() {
     ++daemons_;
-    objects_.clear();
+    for (const auto& [path, interfaces] : std::exchange(objects_, {})) {
+        dropProxy(path);
+    }
     isDaemonThere_ = false;
     listener_.daemonChanged(false);
 }
@@ -207,7 +209,18 @@ void Bus::removed(const std::string& path, const std::vector<std::string>& inter
     }
     if (object->second.empty()) {
         objects_.erase(object);
-        proxies_.erase(path);
+        dropProxy(path);
+    }
+}
+
+/// What the object has been asked goes with its proxy, so whoever waits for an answer gets one here.
+void Bus::dropProxy(const std::string& path) {
+    proxies_.erase(path);
+    for (const auto& [number, pending] : pending_) {
+        if (pending.path == path) {
+            answerLater(number, std::nullopt,
+                        Failure{"org.freedesktop.DBus.Error.UnknownObject", "the object is gone"});
+        }
     }
 }
 
@@ -266,18 +279,10 @@ sdbus::IProxy& Bus::proxy(const std::string& path) {
 void Bus::call(const std::string& path, const std::string& interface, const std::string& method, const Fill& fill,
                Done done, std::chrono::seconds patience) {
     const std::uint64_t number = ++lastCall_;
-    pending_.emplace(number, std::move(done));
-    // Answers run as tasks of their own, so that they may call, and end, whatever they like.
-    const auto later = [this, alive = isAlive_, number](std::optional<sdbus::MethodReply> reply,
-                                                        std::optional<Failure> failure) {
-        loop_.post([this, alive, number, reply = std::move(reply), failure = std::move(failure)]() mutable {
-            if (*alive) {
-                answer(number, reply ? &*reply : nullptr, failure ? &*failure : nullptr);
-            }
-        });
-    };
+    pending_.emplace(number, Pending{path, std::move(done)});
     if (!connection_) {
-        later(std::nullopt, Failure{"org.freedesktop.DBus.Error.Disconnected", "there is no connection to the bus"});
+        answerLater(number, std::nullopt,
+                    Failure{"org.freedesktop.DBus.Error.Disconnected", "there is no connection to the bus"});
         return;
     }
     try {
@@ -288,17 +293,26 @@ void Bus::call(const std::string& path, const std::string& interface, const std:
         }
         object.callMethod(
             message,
-            [later](sdbus::MethodReply& reply, const sdbus::Error* error) {
+            [this, number](sdbus::MethodReply& reply, const sdbus::Error* error) {
                 if (error) {
-                    later(std::nullopt, Failure{error->getName(), error->getMessage()});
+                    answerLater(number, std::nullopt, Failure{error->getName(), error->getMessage()});
                 } else {
-                    later(reply, std::nullopt);
+                    answerLater(number, reply, std::nullopt);
                 }
             },
             patience);
     } catch (const sdbus::Error& error) {
-        later(std::nullopt, Failure{error.getName(), error.getMessage()});
+        answerLater(number, std::nullopt, Failure{error.getName(), error.getMessage()});
     }
+}
+
+/// Answers run as tasks of their own, so that they may call, and end, whatever they like.
+void Bus::answerLater(std::uint64_t number, std::optional<sdbus::MethodReply> reply, std::optional<Failure> failure) {
+    loop_.post([this, alive = isAlive_, number, reply = std::move(reply), failure = std::move(failure)]() mutable {
+        if (*alive) {
+            answer(number, reply ? &*reply : nullptr, failure ? &*failure : nullptr);
+        }
+    });
 }
 
 void Bus::answer(std::uint64_t number, sdbus::MethodReply* reply, const Failure* failure) {
@@ -306,11 +320,22 @@ void Bus::answer(std::uint64_t number, sdbus::MethodReply* reply, const Failure*
     if (entry.empty()) {
         return;
     }
+    const auto alive = isAlive_;
     try {
-        entry.mapped()(reply, failure);
+        entry.mapped().done(reply, failure);
     } catch (const sdbus::Error& error) {
         const Failure shape{error.getName(), error.getMessage()};
-        entry.mapped()(nullptr, &shape);
+        entry.mapped().done(nullptr, &shape);
+    }
+    if (!*alive) {
+        return;
+    }
+    const std::string& path = entry.mapped().path;
+    const bool isNeeded =
+        objects_.contains(path) ||
+        std::any_of(pending_.begin(), pending_.end(), [&](const auto& other) { return other.second.path == path; });
+    if (!isNeeded) {
+        proxies_.erase(path);
     }
 }
 

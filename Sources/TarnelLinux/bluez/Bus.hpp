@@ -71,7 +71,7 @@ public:
     /// Null when there is no such object or interface.
     const Properties* properties(const std::string& path, const std::string& interface) const;
 
-    /// Calls a method of the daemon. `done` is called later, in any case.
+    /// Calls a method of the daemon. `done` is called later, in any case; with a failure at once when the object goes.
     void call(const std::string& path, const std::string& interface, const std::string& method, const Fill& fill,
               Done done, std::chrono::seconds patience = std::chrono::seconds(25));
 
@@ -99,6 +99,8 @@ private:
     void changed(const std::string& path, const std::string& interface, const Properties& properties,
                  const std::vector<std::string>& invalidated);
     void answer(std::uint64_t number, sdbus::MethodReply* reply, const Failure* failure);
+    void answerLater(std::uint64_t number, std::optional<sdbus::MethodReply> reply, std::optional<Failure> failure);
+    void dropProxy(const std::string& path);
     sdbus::IProxy& proxy(const std::string& path);
 
     EventLoop& loop_;
@@ -109,7 +111,11 @@ private:
     std::uint64_t connections_ = 0; ///< tells answers of this connection from those of one that is gone
     std::vector<sdbus::Slot> matches_;
     std::map<std::string, std::unique_ptr<sdbus::IProxy>> proxies_;
-    std::map<std::uint64_t, Done> pending_;
+    struct Pending {
+        std::string path;
+        Done done;
+    };
+    std::map<std::uint64_t, Pending> pending_;
     std::uint64_t lastCall_ = 0;
     std::map<std::string, Interfaces> objects_;
     std::uint64_t daemons_ = 0; ///< tells what was asked of this daemon from what was asked of the one before
