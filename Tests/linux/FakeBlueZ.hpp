@@ -121,6 +121,7 @@ public:
     /// The adapter has no managers for that.
     void forbidPeripherals() { hasPeripherals_ = false; }
     void refuseAdvertisements(int count);
+    void answerAdvertisementsLate(int count);
     void releaseAdvertisement();
     std::optional<FakeAdvertisement> advertisement();
     std::vector<std::string> publishedServices();

@@ -236,15 +236,20 @@ void PeripheralManager::advertise() {
     if (advertisement_ || !wanted_ || !connection_ || !gatt_.isDone()) {
         return;
     }
-    advertisement_ = std::make_unique<Advertisement>(*connection_, advertisementPath + std::to_string(++lastObject_),
-                                                     *wanted_, [this] {
-                                                         post([](PeripheralManager& self) {
-                                                             self.advertising_.lose();
-                                                             self.advertisement_.reset();
-                                                             self.update();
-                                                         });
-                                                     });
+    const std::string path = advertisementPath + std::to_string(++lastObject_);
+    advertisement_ = std::make_unique<Advertisement>(*connection_, path, *wanted_, [this, path] {
+        post([path](PeripheralManager& self) { self.advertisementReleased(path); });
+    });
     advertising_.begin(adapter_, advertisement_->path());
+}
+
+/// The daemon has given an advertisement up: this one, or one that has been withdrawn since.
+void PeripheralManager::advertisementReleased(const std::string& path) {
+    if (advertisement_ && advertisement_->path() == path) {
+        advertising_.lose();
+        advertisement_.reset();
+        update();
+    }
 }
 
 void PeripheralManager::withdrawServices() {
