@@ -44,6 +44,7 @@ public:
             observed->setConnects(true);
         }
     }
+    std::optional<std::string> settingsFailure() override { return platform_.settingsFailure(); }
 
 private:
     const std::shared_ptr<platform::BluetoothProvider> bluetooth_;
