@@ -184,15 +184,22 @@ void Central::connect(const platform::PeripheralPointer& peripheral) {
 
 void Central::cancelPeripheralConnection(const platform::PeripheralPointer& peripheral) {
     const auto asked = own(peripheral);
-    if (!asked || state_ != CentralState::poweredOn) {
+    if (!asked) {
         return;
     }
-    asked->willCancel();
-    post([asked](Central& self) { self.host_->links().cancel(asked); });
+    if (state_ == CentralState::poweredOn) {
+        asked->willCancel();
+    }
+    post([asked](Central& self) {
+        self.registered_.erase(asked->address());
+        self.host_->links().cancel(asked);
+        self.host_->updateDiscovery();
+    });
 }
 
 void Central::registerForConnectionEvents(const std::vector<UUID>& identifiers) {
     post([identifiers](Central& self) {
+        self.registered_.clear();
         for (const auto& identifier : identifiers) {
             if (const auto address = addressOfIdentifier(identifier)) {
                 self.registered_[*address] = false;
