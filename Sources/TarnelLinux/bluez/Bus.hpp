@@ -1,5 +1,6 @@
 #pragma once
 
+#include <TarnelLinux/bluez/BusOpener.hpp>
 #include <TarnelLinux/bluez/EventLoop.hpp>
 
 #include <sdbus-c++/sdbus-c++.h>
@@ -16,12 +17,6 @@ namespace tarnel::bluez {
 
 using Properties = std::map<std::string, sdbus::Variant>;
 using Interfaces = std::map<std::string, Properties>;
-
-/// Why a method call failed: the D-Bus error's name and its text.
-struct Failure {
-    std::string name;
-    std::string message;
-};
 
 /// The value of a property when it has this type.
 template <typename T>
@@ -63,9 +58,11 @@ public:
     Bus& operator=(const Bus&) = delete;
 
     void start();
+    /// Sends what has been asked for, leaves the bus and does nothing from then on. What is not answered yet never is.
+    void end();
 
     bool isDaemonThere() const { return isDaemonThere_; }
-    /// Why the daemon cannot be reached.
+    /// Why the daemon cannot be reached; "org.freedesktop.DBus.Error.NoReply" while it, or the bus, does not answer.
     const std::optional<Failure>& failure() const { return failure_; }
     const std::map<std::string, Interfaces>& objects() const { return objects_; }
     /// Null when there is no such object or interface.
@@ -86,12 +83,14 @@ public:
 
 private:
     void connect();
+    void opened(OpenedBus bus);
     void connectLater();
     void dispatch();
     void lost(const Failure& failure);
     void loseDaemon();
     void readObjects();
     void gotObjects(sdbus::MethodReply* reply, const Failure* failure);
+    void readObjectsLater();
     void received(sdbus::Message& message);
     void ownerChanged(const std::string& owner);
     void added(const std::string& path, const Interfaces& interfaces);
@@ -122,6 +121,8 @@ private:
     bool isDaemonThere_ = false;
     std::optional<Failure> failure_;
     std::chrono::milliseconds retryDelay_{0};
+    std::chrono::milliseconds readDelay_{0};
+    bool hasEnded_ = false;
     std::shared_ptr<bool> isAlive_ = std::make_shared<bool>(true);
 };
 

@@ -1,5 +1,6 @@
 #include <TarnelLinux/bluez/Adapters.hpp>
 #include <TarnelLinux/bluez/Central.hpp>
+#include <TarnelLinux/bluez/Errors.hpp>
 #include <TarnelLinux/bluez/Host.hpp>
 #include <TarnelLinux/bluez/Names.hpp>
 #include <TarnelLinux/bluez/Peripheral.hpp>
@@ -56,6 +57,11 @@ void Host::end() {
             notifications_->update({}, false);
             notifications_.reset();
         }
+        // Centrals that are left keep the host, but nothing on the bus.
+        centrals_.clear();
+        discovery_.setWish({});
+        agent_.expose(nullptr);
+        bus_.end();
     });
     loop_.end();
 }
@@ -88,9 +94,10 @@ void Host::dropGoneCentrals() {
 CentralState Host::stateOf(const std::string& adapter) const {
     if (!bus_.isDaemonThere()) {
         const auto& failure = bus_.failure();
-        const bool isForbidden = failure && (failure->name == "org.freedesktop.DBus.Error.AccessDenied" ||
-                                             failure->name == "org.freedesktop.DBus.Error.AuthFailed");
-        return isForbidden ? CentralState::unauthorized : CentralState::poweredOff;
+        if (failure && isForbidden(*failure)) {
+            return CentralState::unauthorized;
+        }
+        return failure && isSilence(*failure) ? CentralState::unknown : CentralState::poweredOff;
     }
     const Properties* properties = bus_.properties(adapter, adapterInterface);
     if (!properties) {

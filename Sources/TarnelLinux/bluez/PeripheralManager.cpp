@@ -1,4 +1,5 @@
 #include <TarnelLinux/bluez/Adapters.hpp>
+#include <TarnelLinux/bluez/Errors.hpp>
 #include <TarnelLinux/bluez/Names.hpp>
 #include <TarnelLinux/bluez/PeripheralManager.hpp>
 
@@ -179,9 +180,7 @@ Radio PeripheralManager::radio() const {
         if (!failure) {
             return told_ ? Radio::noService : Radio::unknown;
         }
-        const bool isForbidden = failure->name == "org.freedesktop.DBus.Error.AccessDenied" ||
-                                 failure->name == "org.freedesktop.DBus.Error.AuthFailed";
-        return isForbidden ? Radio::forbidden : Radio::noService;
+        return isForbidden(*failure) ? Radio::forbidden : Radio::noService;
     }
     if (adapter_.empty()) {
         return Radio::noAdapter;
