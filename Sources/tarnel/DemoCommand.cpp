@@ -206,11 +206,12 @@ void demo(const DemoOptions& options) {
 
     const auto surroundings = Surroundings::make(options.surroundings);
     surroundings->connect();
-    const Transfer transferred = transfer(*surroundings, Layout::canvas, [&](Tarnel& device) {
+    const auto draw = [&](Tarnel& device) {
         drawBackground(device.canvas, picture);
         drawObjects(device, picture);
         device.canvas.commit();
-    });
+    };
+    const Transfer transferred = transfer(*surroundings, Layout::canvas, draw);
     surroundings->requireTrace();
     storeFrame(frame, *surroundings);
     if (auto* simulation = surroundings->simulation(); animation && simulation) {
@@ -220,7 +221,7 @@ void demo(const DemoOptions& options) {
     if (auto* simulation = surroundings->simulation(); simulation && options.inWindow) {
         showWindow(*simulation);
     }
-    surroundings->linger();
+    linger(*surroundings, Layout::canvas, draw);
 }
 
 } // namespace

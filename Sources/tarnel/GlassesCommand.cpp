@@ -1,6 +1,6 @@
-#include "AirSession.hpp"
 #include "Commands.hpp"
 #include "Failure.hpp"
+#include "GlassesSession.hpp"
 #include "Operation.hpp"
 #include "Options.hpp"
 #include "Window.hpp"
@@ -44,7 +44,7 @@ nothing. What happens is told line by line, with --json as
 What keeps the glasses off the air in the beginning ends the command; later they come back by themselves.
 While it runs the adapter has the glasses' name, and the Bluetooth service asks this command when a device pairs.)";
 
-struct GlassesCommandOptions : AirSessionOptions {
+struct GlassesCommandOptions : GlassesSessionOptions {
     bool isOnAir = false;
 };
 
@@ -64,7 +64,7 @@ void runGlasses(const GlassesCommandOptions& options) {
     if (options.inWindow) {
         requireWindow();
     }
-    std::make_shared<AirSession>(options)->run();
+    std::make_shared<GlassesSession>(options)->run();
 }
 
 void addWhatTheyAre(CLI::App* command, const std::shared_ptr<GlassesCommandOptions>& options) {

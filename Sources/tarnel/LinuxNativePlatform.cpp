@@ -19,13 +19,19 @@ public:
     }
 };
 
-std::shared_ptr<platform::BluetoothProvider> providerFor(NativePlatformOptions& options) {
-    if (!options.hasBluetooth) {
+std::shared_ptr<BlueZBluetooth> bluezFor(NativePlatformOptions& options) {
+    return options.hasBluetooth
+               ? std::make_shared<BlueZBluetooth>(BlueZOptions{.adapter = std::move(options.adapter),
+                                                               .attemptFailed = std::move(options.attemptFailed)})
+               : nullptr;
+}
+
+std::shared_ptr<platform::BluetoothProvider> providerFor(const std::shared_ptr<BlueZBluetooth>& bluez,
+                                                         NativePlatformOptions& options) {
+    if (!bluez) {
         return std::make_shared<NoBluetooth>();
     }
-    auto bluez = std::make_shared<BlueZBluetooth>(
-        BlueZOptions{.adapter = std::move(options.adapter), .attemptFailed = std::move(options.attemptFailed)});
-    auto observed = std::make_shared<ObservedBluetooth>(std::move(bluez), std::move(options.observer));
+    auto observed = std::make_shared<ObservedBluetooth>(bluez, std::move(options.observer));
     observed->setConnects(options.connects);
     return observed;
 }
@@ -33,10 +39,18 @@ std::shared_ptr<platform::BluetoothProvider> providerFor(NativePlatformOptions& 
 class LinuxNativePlatform final : public NativePlatform {
 public:
     explicit LinuxNativePlatform(NativePlatformOptions options)
-        : bluetooth_(providerFor(options)), platform_({.identifier = applicationIdentifier,
-                                                       .resourceDirectory = installedResources(),
-                                                       .bluetooth = bluetooth_,
-                                                       .locale = std::move(options.locale)}) {}
+        : bluez_(bluezFor(options)), bluetooth_(providerFor(bluez_, options)),
+          platform_({.identifier = applicationIdentifier,
+                     .resourceDirectory = installedResources(),
+                     .bluetooth = bluetooth_,
+                     .sharesNotifications = bluez_ && options.sharesNotifications,
+                     .sharesOtherNotifications = bluez_ && options.sharesNotifications,
+                     .otherNotificationsEnded = std::move(options.sharingEnded),
+                     .locale = std::move(options.locale)}) {
+        if (bluez_ && options.sharesNotifications) {
+            bluez_->shareNotifications(platform_.notificationProvider());
+        }
+    }
 
     ThreadScheduler& scheduler() override { return platform_.scheduler(); }
     void makeConnections() override {
@@ -47,6 +61,7 @@ public:
     std::optional<std::string> settingsFailure() override { return platform_.settingsFailure(); }
 
 private:
+    const std::shared_ptr<BlueZBluetooth> bluez_; ///< none without Bluetooth
     const std::shared_ptr<platform::BluetoothProvider> bluetooth_;
     LinuxPlatform platform_;
 };

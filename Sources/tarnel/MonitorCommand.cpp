@@ -147,12 +147,13 @@ void monitor(const MonitorOptions& options) {
 void addMonitor(CLI::App& app, Action& action) {
     auto options = std::make_shared<MonitorOptions>();
     auto* command = app.add_subcommand("monitor", "Tell what happens to the linked glasses, as it happens");
-    command->formatter(usage("Usage: tarnel monitor [--seconds N] [--json]"));
+    command->formatter(usage("Usage: tarnel monitor [--seconds N] [--share-notifications] [--json]"));
     command->add_option("--seconds", options->seconds, "For how long (default: until Ctrl-C)")
         ->type_name("N")
         ->check(CLI::Range(0.1, longestTime).description(""));
     command->add_flag("--json", options->asJSON, "Lines of JSON, as always where the output is no terminal");
     addAdapter(command, {options, &options->air});
+    addSharing(command, {options, &options->air});
     command->footer(R"(Each line has "time" in seconds, "event" and what belongs to it:
   {"time": 0.012, "event": "bluetooth", "value": "poweredOn"}
   {"time": 0.013, "event": "connecting"}   also "connected", and with a "reason" "disconnected", "attemptFailed" (it is

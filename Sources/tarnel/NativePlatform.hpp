@@ -21,6 +21,10 @@ struct NativePlatformOptions {
     std::optional<std::string> adapter;
     std::optional<std::string> locale; ///< the environment's when empty
     std::shared_ptr<BluetoothObserver> observer;
+    /// Glasses can read the notifications that this machine's desktop shows; `sharingEnded` is told, on any thread, why
+    /// they cannot, or no longer: a sentence for the user.
+    bool sharesNotifications = false;
+    std::function<void(const std::string& why)> sharingEnded;
     /// Told, on any thread, of a connection that could not be made and is tried again.
     std::function<void(const UUID& peripheral, const platform::BluetoothError&)> attemptFailed;
 };

@@ -75,9 +75,13 @@ void OnTheAir::install() {
          .adapter = options_.air.adapter,
          .locale = options_.locale,
          .observer = record_,
-         .attemptFailed = [record = record_](const UUID& peripheral, const platform::BluetoothError& error) {
-             record->attemptFailed(peripheral, error);
-         }});
+         .sharesNotifications = options_.air.sharesNotifications,
+         .sharingEnded =
+             [](const std::string& why) { std::fputs(("tarnel: " + printable(why) + "\n").c_str(), stderr); },
+         .attemptFailed =
+             [record = record_](const UUID& peripheral, const platform::BluetoothError& error) {
+                 record->attemptFailed(peripheral, error);
+             }});
     loop_.attach(platform_->scheduler());
     if (connections_ != Connections::none) {
         requireSettings();
@@ -228,15 +232,32 @@ void OnTheAir::awaitReceipt() {
     }
 }
 
-void OnTheAir::linger() {
+void OnTheAir::linger(const std::function<void()>& restore) {
     const auto duration = inNanoseconds(options_.air.shown);
-    if (duration <= duration.zero()) {
-        return;
-    }
-    StatusLine line;
-    line.show("shown for " + secondsText(duration) + "; Ctrl-C ends it");
+    const auto end = now() + duration;
+    std::size_t losses = traffic().losses;
     try {
-        advance(duration);
+        while (now() < end) {
+            {
+                StatusLine line;
+                line.show("shown for " + secondsText(duration) + "; Ctrl-C ends it");
+                const auto isBack = [&] {
+                    const auto linked = device();
+                    return traffic().losses != losses && linked && linked->isConnected.value();
+                };
+                if (!loop_.runUntil(isBack, end - now())) {
+                    return;
+                }
+            }
+            losses = traffic().losses;
+            try {
+                restore();
+            } catch (const Failure&) {
+                if (traffic().losses == losses) {
+                    throw;
+                }
+            }
+        }
     } catch (const Interrupted&) {
         // That is how the user ends it.
     }

@@ -52,7 +52,7 @@ public:
     void connect() override;
     void waitUntilIdle(const std::function<void()>& progressed = {}) override;
     void awaitReceipt() override;
-    void linger() override;
+    void linger(const std::function<void()>& restore) override;
     void setIsLinking(bool isLinking) override { isLinking_ = isLinking; }
     void relaunch() override;
 

@@ -78,14 +78,15 @@ void show(const ShowOptions& options) {
 
     const auto surroundings = Surroundings::make(options.surroundings);
     surroundings->connect();
-    const Transfer transferred = transfer(*surroundings, Layout::canvas, [&](Tarnel& device) {
+    const auto draw = [&](Tarnel& device) {
         device.canvas.drawBackground(placed.picture, placed.place.x, placed.place.y, false);
         device.canvas.commit();
-    });
+    };
+    const Transfer transferred = transfer(*surroundings, Layout::canvas, draw);
     surroundings->requireTrace();
     storeFrame(frame, *surroundings);
     writeSummary(report(options, placed, transferred, outputs), outputs);
-    surroundings->linger();
+    linger(*surroundings, Layout::canvas, draw);
 }
 
 } // namespace

@@ -76,6 +76,14 @@ Transfer transfer(Surroundings& surroundings, Layout layout, const std::function
             device->protocolVersion()};
 }
 
+void linger(Surroundings& surroundings, Layout layout, const std::function<void(Tarnel&)>& draw) {
+    surroundings.linger([&] {
+        // Glasses begin empty.
+        surroundings.device()->canvas.reset();
+        transfer(surroundings, layout, draw);
+    });
+}
+
 void append(JSON::Object& object, const Transfer& transfer, const Outputs& outputs) {
     object.emplace_back("protocolVersion", transfer.protocolVersion);
     object.emplace_back("bytes", std::uint64_t{transfer.bytes});

@@ -35,6 +35,9 @@ void requireUsable(const Outputs& outputs);
 /// Throws `Failure` when they refuse it or go away.
 Transfer transfer(Surroundings& surroundings, Layout layout, const std::function<void(Tarnel&)>& draw);
 
+/// Leaves it shown for as long as the user wants, and shows it again when the glasses were away meanwhile.
+void linger(Surroundings& surroundings, Layout layout, const std::function<void(Tarnel&)>& draw);
+
 /// The members that tell of a transfer and its outputs.
 void append(JSON::Object& object, const Transfer& transfer, const Outputs& outputs);
 /// "1,234 bytes in 5 chunks, 0.06 s".

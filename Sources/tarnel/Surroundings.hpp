@@ -66,8 +66,9 @@ public:
     /// Returns when the glasses have taken all that has been sent.
     virtual void awaitReceipt() = 0;
 
-    /// Leaves what the glasses show for as long as the user wants.
-    virtual void linger() = 0;
+    /// Leaves what the glasses show for as long as the user wants. `restore` is called when they are back after they
+    /// were away; it may throw `Failure` when they go again.
+    virtual void linger(const std::function<void()>& restore) = 0;
 
     /// An application's request is under way whose end `waitUntilIdle` waits for, as for a connection.
     virtual void setIsLinking(bool isLinking) = 0;

@@ -35,17 +35,25 @@ void addAir(CLI::App* command, const std::shared_ptr<AirOptions>& options) {
                "How long the glasses are waited for (default " + std::to_string(seconds) + ")");
 }
 
+void addSharing(CLI::App* command, const std::shared_ptr<AirOptions>& options) {
+    command
+        ->add_flag("--share-notifications", options->sharesNotifications,
+                   "Let the glasses read this desktop's notifications meanwhile, those of all programs")
+        ->group(airGroup);
+}
+
 void addSurroundings(CLI::App* command, const std::shared_ptr<SurroundingsOptions>& options, Uses uses) {
     auto* simulated = command->add_flag("--simulated", options->isSimulated,
                                         "Use simulated glasses, in virtual time, instead of the linked ones");
     simulated->group("Simulated glasses");
     addSimulation(command, {options, &options->simulation}, simulated);
     addAir(command, {options, &options->air});
+    addSharing(command, {options, &options->air});
     if (uses == Uses::aDisplay) {
         addSeconds(command, "--for", options->air.shown,
                    "How long it is shown: with the connection the display goes dark (default 10)");
     }
-    for (const auto* name : {"--adapter", "--timeout", "--for"}) {
+    for (const auto* name : {"--adapter", "--timeout", "--for", "--share-notifications"}) {
         if (auto* option = command->get_option_no_throw(name)) {
             option->excludes(simulated);
         }

@@ -18,6 +18,7 @@ struct AirOptions {
     std::optional<std::string> adapter; ///< "hci1" or an address; one that is switched on when empty
     std::chrono::duration<double> timeout = std::chrono::seconds(30); ///< for a connection
     std::chrono::duration<double> shown = std::chrono::seconds(10);   ///< how long what was sent stays
+    bool sharesNotifications = false;                                 ///< those of the desktop can be read meanwhile
 };
 
 /// Where a command's glasses are.
@@ -41,6 +42,9 @@ void addSurroundings(CLI::App* command, const std::shared_ptr<SurroundingsOption
 
 /// --adapter, for commands that know no simulated glasses.
 void addAdapter(CLI::App* command, const std::shared_ptr<AirOptions>& options);
+
+/// --share-notifications, for commands that are long connected.
+void addSharing(CLI::App* command, const std::shared_ptr<AirOptions>& options);
 
 /// --adapter and --timeout, for commands that know no simulated glasses.
 void addAir(CLI::App* command, const std::shared_ptr<AirOptions>& options);

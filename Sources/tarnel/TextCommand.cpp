@@ -135,12 +135,12 @@ void showText(const TextOptions& options) {
         }
         requireFont(*device, text, platform::Platform::current().services().application->locale());
     }
-    const Transfer transferred =
-        transfer(*surroundings, options.layout, [&](Tarnel& device) { drawText(device, options, text); });
+    const auto draw = [&](Tarnel& device) { drawText(device, options, text); };
+    const Transfer transferred = transfer(*surroundings, options.layout, draw);
     surroundings->requireTrace();
     storeFrame(frame, *surroundings);
     writeSummary(report(options, text, transferred, outputs), outputs);
-    surroundings->linger();
+    linger(*surroundings, options.layout, draw);
 }
 
 constexpr Cases<Layout, 3> textLayouts{{

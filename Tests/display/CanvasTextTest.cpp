@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <any>
+#include <chrono>
+#include <future>
 #include <string>
 
 namespace tarnel {
@@ -127,6 +129,19 @@ TEST_F(CanvasTextTest, ALabelThatWasMovedOrHiddenIsSentAsItWasMadeUntilItsTextIs
     EXPECT_THAT(committed(), ElementsAre(label({0, 0, 3, 1, 0, 0, true, "text"}), font("text"), flush));
     canvas.updateText("text", 0);
     EXPECT_EQ(committed().at(0), label({0, 0, 3, 1, 30, 40, false, "text", sizeOf("text").width, -1, -1}));
+}
+
+TEST_F(CanvasTextTest, WhoIsShownTheGlyphsMayUseTheCanvasOnAnotherThread) {
+    int shown = 0;
+    const auto observation = platform.notificationCenter().observe("imageTest", [&](const platform::Notification&) {
+        ++shown;
+        auto other = std::async(std::launch::async, [&] { return canvas.mirror().width(); });
+        EXPECT_EQ(other.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    });
+    canvas.createText("ab", {});
+    EXPECT_EQ(shown, 0);
+    canvas.commit();
+    EXPECT_EQ(shown, 2);
 }
 
 TEST_F(CanvasTextTest, AsksForAFontInTheUsersLocale) {

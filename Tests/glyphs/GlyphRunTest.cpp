@@ -103,6 +103,27 @@ TEST_F(GlyphRunTest, EachPictureIsPostedAsImageTest) {
     }
 }
 
+TEST_F(GlyphRunTest, PicturesThatAreHeldArePostedInTheirOrderAtTheEnd) {
+    std::vector<int> widths;
+    const auto observation =
+        platform.notificationCenter().observe("imageTest", [&](const platform::Notification& notification) {
+            widths.push_back(std::any_cast<Image>(notification.userInfo.at("image")).width());
+        });
+    const auto letters = glyphs(U"lm");
+    const auto boxes = boundingRects(font, letters);
+    {
+        const HeldGlyphImages outer;
+        {
+            const HeldGlyphImages inner;
+            toPixelData(font, boxes, letters);
+        }
+        EXPECT_THAT(widths, IsEmpty());
+    }
+    EXPECT_THAT(widths, ElementsAre(static_cast<int>(boxes[0].width), static_cast<int>(boxes[1].width)));
+    toPixelData(font, boxes, letters);
+    EXPECT_THAT(widths, SizeIs(4));
+}
+
 TEST_F(GlyphRunTest, AdvancesAreTheFontsOwn) {
     EXPECT_THAT(advances(font, glyphs(U"n ")),
                 ElementsAre(::testing::DoubleNear(28 * 0.618, 0.01), ::testing::DoubleNear(28 * 0.260, 0.01)));

@@ -156,11 +156,11 @@ TEST(BlueZScan, reportsADeviceOnceUnlessItsAdvertisementChanges) {
 TEST(BlueZScan, looksAfreshForWhatWasMissed) {
     Machine machine;
     machine.bluez.addDevice(glasses());
-    machine.bluez.dropSightings(1);
+    machine.bluez.dropSightings(2);
     ASSERT_TRUE(machine.application->await("state 5"));
     machine.central->scanForPeripherals(glassesService());
     EXPECT_TRUE(machine.application->await("found"));
-    EXPECT_EQ(machine.bluez.calls("StartDiscovery"), 2);
+    EXPECT_EQ(machine.bluez.calls("StartDiscovery"), 3);
 }
 
 TEST(BlueZScan, endsForTheAdapterToo) {

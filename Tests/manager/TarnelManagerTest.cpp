@@ -74,6 +74,23 @@ TEST(TarnelManager, ReportsWhyItCannotScan) {
     EXPECT_FALSE(run.fake->central->scanning);
 }
 
+TEST(TarnelManager, AScanEndsWithBluetoothAndIsBegunAgainByTheApplication) {
+    ApplicationRun run;
+    const auto ignore = [](const auto&) {};
+    for (const auto state : {platform::CentralState::poweredOff, platform::CentralState::unauthorized}) {
+        run.powerOn();
+        ASSERT_EQ(run.manager().startScan(ignore), BluetoothScanResult::SUCCESS);
+        run.fake->setState(state);
+        run.platform.run();
+        EXPECT_FALSE(run.manager().isScanning.value());
+        run.powerOn();
+        EXPECT_FALSE(run.manager().isScanning.value());
+    }
+    EXPECT_EQ(run.manager().startScan(ignore), BluetoothScanResult::SUCCESS);
+    EXPECT_TRUE(run.manager().isScanning.value());
+    EXPECT_THAT(run.fake->central->scans, SizeIs(3));
+}
+
 TEST(TarnelManager, MirrorsTheStateOfTheCentral) {
     ApplicationRun run;
     run.manager();

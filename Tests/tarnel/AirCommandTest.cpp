@@ -1,3 +1,5 @@
+#include "../linux/FakeDesktop.hpp"
+#include "../linux/OtherProgram.hpp"
 #include "GlassesOnTheBus.hpp"
 #include "Tarnel.hpp"
 
@@ -7,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -150,6 +153,24 @@ TEST_F(AirCommand, StaysShownForAWhile) {
     EXPECT_TRUE(Machine::eventually([&] { return !bluez.device(glassesAddress).isConnected; }));
 }
 
+TEST_F(AirCommand, IsShownAgainWhenTheGlassesWereAway) {
+    GlassesOnTheBus pair(bluez);
+    link();
+    const auto expected = simulatedLevels({"text", "Hello"});
+    Process process({TARNEL_COMMAND, "text", "Hello", "--for", "1000"});
+    EXPECT_THAT(process.readLine().value_or(""), StartsWith("Shown: "));
+    for (int times = 0; times < 2; ++times) {
+        const auto received = pair.received();
+        bluez.leaveRange(glassesAddress);
+        EXPECT_TRUE(Machine::eventually([&] { return !bluez.device(glassesAddress).isConnected; }));
+        bluez.enterRange(glassesAddress);
+        EXPECT_TRUE(
+            Machine::eventually([&] { return pair.received() > received && pair.lastFrame().levels() == expected; }));
+    }
+    process.interrupt();
+    EXPECT_EQ(process.wait(), 0);
+}
+
 TEST_F(AirCommand, NothingLinkedIsSaidAtOnce) {
     const auto path = picture(checkerboard(8, 8));
     for (const auto& call : std::vector<std::vector<std::string>>{
@@ -279,6 +300,72 @@ TEST_F(AirCommand, AsksWithoutLeavingAnything) {
         EXPECT_THAT(runTarnel({command}).status, testing::AnyOf(0, 1)) << command;
         EXPECT_TRUE(std::filesystem::is_empty(folder.path())) << command;
     }
+}
+
+constexpr const char* notificationService = "7905f431-b5ce-4e99-a40f-4b1e122d00d0";
+constexpr const char* notificationSource = "9fbf120d-6301-42d9-8c58-25e699a21dbd";
+constexpr const char* controlPoint = "69d1d8f3-45e1-49a8-9821-9bbdfdaad9d9";
+constexpr const char* dataSource = "22eac6e9-24d6-4bb5-be44-b36ace7c7bfb";
+
+/// The command's session is the test's bus.
+struct Session {
+    explicit Session(const std::string& address) { ::setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1); }
+    ~Session() { ::unsetenv("DBUS_SESSION_BUS_ADDRESS"); }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+};
+
+TEST_F(AirCommand, SharesTheDesktopsNotificationsWithTheGlasses) {
+    const Session session(bus.address());
+    FakeDesktop desktop(bus.address());
+    desktop.start();
+    OtherProgram program(bus.address());
+    GlassesOnTheBus pair(bluez);
+    link();
+    Process process({TARNEL_COMMAND, "monitor", "--share-notifications"});
+    ASSERT_TRUE(Machine::eventually([&] {
+        const auto services = bluez.publishedServices();
+        return std::find(services.begin(), services.end(), notificationService) != services.end();
+    }));
+    bluez.centralSubscribes(dataSource);
+    bluez.centralSubscribes(notificationSource);
+    std::uint32_t id = 0;
+    ASSERT_TRUE(Machine::eventually([&] {
+        id = program.notify({.application = "Mail", .replaces = id, .summary = "Anna"});
+        return !bluez.notified(notificationSource).empty();
+    }));
+    const Bytes event = bluez.notified(notificationSource).front();
+    Bytes command{0};
+    command.insert(command.end(), event.begin() + 4, event.end());
+    command.insert(command.end(), {0, 1, 20, 0});
+    bluez.centralWrites(glassesAddress, controlPoint, command);
+    ASSERT_TRUE(Machine::eventually([&] { return !bluez.notified(dataSource).empty(); }));
+    const Bytes data = bluez.notified(dataSource).front();
+    const std::string text(data.begin() + 5, data.end());
+    EXPECT_EQ(text, std::string("\0\x04\0Mail\x01\x04\0Anna", 14));
+    process.interrupt();
+    EXPECT_EQ(process.wait(), 0);
+}
+
+TEST_F(AirCommand, SharesNoNotificationsUnlessAskedFor) {
+    GlassesOnTheBus pair(bluez);
+    link();
+    const auto result = runTarnel({"text", "Hi", "--for", "0.3"});
+    EXPECT_EQ(result.status, 0) << result.error;
+    EXPECT_THAT(bluez.publishedServices(), testing::Not(testing::Contains(notificationService)));
+    EXPECT_EQ(bluez.calls("RegisterApplication"), 0);
+}
+
+TEST_F(AirCommand, SaysThatTheDesktopCannotBeWatchedAndGoesOn) {
+    const Session session("unix:path=/nonexistent/bus");
+    GlassesOnTheBus pair(bluez);
+    link();
+    const auto result = runTarnel({"text", "Hi", "--for", "0", "--share-notifications"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.output, StartsWith("Shown: "));
+    EXPECT_THAT(result.error,
+                StartsWith("tarnel: The notifications of other programs are not shared: no session bus runs ("));
+    EXPECT_EQ(runTarnel({"text", "Hi", "--simulated", "--share-notifications", "--frame", folder / "a.png"}).status, 2);
 }
 
 TEST_F(AirCommand, PlaysLinesAsTheyComeWithEventsBetween) {

@@ -1,6 +1,7 @@
 #include <TarnelLinux/bluez/Discovery.hpp>
 #include <TarnelLinux/bluez/Names.hpp>
 
+#include <algorithm>
 #include <utility>
 
 namespace tarnel::bluez {
@@ -8,10 +9,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Waiting listens this long at a time. It looks afresh each time, because a device that stays is reported once only;
-/// and so does a scan, of which BlueZ 5.66 drops what it hears before it is told that the scan has begun.
-constexpr auto turnOn = 5s;
-constexpr auto firstTurnOfScan = 1s;
+/// Discovery looks afresh after turns, because a device that stays is reported once only, and BlueZ 5.66 drops what it
+/// hears before it is told that discovery has begun. Each turn is twice as long as the one before.
+constexpr std::chrono::milliseconds firstTurn = 500ms;
+constexpr std::chrono::milliseconds longestTurn = 5s;
+/// Those who wait do without between turns, after a while.
 constexpr auto turnOff = 10s;
 constexpr auto eagerFor = 30s;
 constexpr auto retryDelay = 500ms;
@@ -46,11 +48,14 @@ void Discovery::setWish(const Wish& wish) {
         waitingSince_ = std::chrono::steady_clock::now();
         isTurn_ = true;
     }
-    if (startsScan || (!wish_.isWait && !wish_.isScan)) {
+    if (startsScan || startsWaiting) {
+        turnLength_ = firstTurn;
+    }
+    if (startsScan || startsWaiting || (!wish_.isWait && !wish_.isScan)) {
         loop_.cancel(std::exchange(turnTimer_, 0));
     }
     if (turnTimer_ == 0 && (wish_.isWait || wish_.isScan)) {
-        turnTimer_ = loop_.after(startsScan ? firstTurnOfScan : turnOn, [this] { turn(); });
+        turnTimer_ = loop_.after(turnLength_, [this] { turn(); });
     }
     update();
 }
@@ -86,7 +91,8 @@ void Discovery::turn() {
     if (wish_.isScan || isEager || !isTurn_) {
         restarts_ = isTurn_;
         isTurn_ = true;
-        turnTimer_ = loop_.after(turnOn, [this] { turn(); });
+        turnLength_ = std::min(2 * turnLength_, longestTurn);
+        turnTimer_ = loop_.after(turnLength_, [this] { turn(); });
     } else {
         isTurn_ = false;
         turnTimer_ = loop_.after(turnOff, [this] { turn(); });

@@ -64,6 +64,7 @@ private:
     bool isTurn_ = true;
     std::chrono::steady_clock::time_point waitingSince_;
     EventLoop::Timer turnTimer_ = 0;
+    std::chrono::milliseconds turnLength_{0};
     EventLoop::Timer retryTimer_ = 0;
     bool restarts_ = false;
 };

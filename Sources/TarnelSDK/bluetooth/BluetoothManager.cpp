@@ -320,6 +320,7 @@ void Bluetooth::centralManagerDidUpdateState(platform::BluetoothCentral& central
         endSessions(manager ? manager->currentDevice() : nullptr);
     }
     if (manager) {
+        manager->setScanning(false); // a scan ends with the radio, and does not come back with it
         manager->setBluetoothEnabled(false);
     }
     isReady.setValue(false);

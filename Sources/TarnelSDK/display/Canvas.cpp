@@ -3,6 +3,7 @@
 #include <TarnelSDK/display/Coordinates.hpp>
 #include <TarnelSDK/display/DisplayDevice.hpp>
 #include <TarnelSDK/foundation/Data+Extensions.hpp>
+#include <TarnelSDK/glyphs/GlyphRun.hpp>
 #include <TarnelSDK/images/UIImage+Extension.hpp>
 #include <TarnelSDK/platform/Precondition.hpp>
 
@@ -132,6 +133,7 @@ void Canvas::clear_all() {
 }
 
 void Canvas::commit() {
+    const HeldGlyphImages images; // whoever is shown them may use the canvas, on other threads too
     const std::lock_guard lock(mutex_);
     if (isTextDirty_) {
         commitText();

@@ -36,7 +36,13 @@ void printProblem(const GlyphBox& box) {
     std::printf("problem with bounding box: (%.1f, %.1f, %.1f, %.1f)\n", box.x, box.y, box.width, box.height);
 }
 
+/// Of this thread; none where images are posted at once.
+thread_local HeldGlyphImages* heldImages = nullptr;
+
 void postImage(const Image& image) {
+    if (heldImages) {
+        return heldImages->add(image);
+    }
     if (platform::Platform::isInstalled()) {
         platform::Platform::current().notificationCenter().post({"imageTest", nullptr, {{"image", image}}});
     }
@@ -64,6 +70,20 @@ std::optional<Bytes> pixelData(const Font& font, const GlyphBox& box, std::uint1
 }
 
 } // namespace
+
+HeldGlyphImages::HeldGlyphImages() {
+    heldImages = heldImages ? heldImages : this;
+}
+
+HeldGlyphImages::~HeldGlyphImages() {
+    if (heldImages != this) {
+        return;
+    }
+    heldImages = nullptr;
+    for (const auto& image : images_) {
+        postImage(image);
+    }
+}
 
 std::vector<GlyphBox> boundingRects(const Font& font, std::span<const std::uint16_t> glyphs) {
     std::vector<GlyphBox> boxes;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <TarnelSDK/glyphs/Font.hpp>
+#include <TarnelSDK/images/Image.hpp>
 #include <TarnelSDK/platform/Bytes.hpp>
 
 #include <cstdint>
@@ -42,5 +43,20 @@ std::vector<double> advances(const Font& font, std::span<const std::uint16_t> gl
 /// A glyph whose data in the font is broken gives no entry. REQUIRES: as many glyphs as boxes, and finite boxes.
 std::vector<Bytes> toPixelData(const Font& font, std::span<const GlyphBox> boundingBoxes,
                                std::span<const std::uint16_t> glyphs);
+
+/// While one lives, what this thread's `toPixelData` is to post waits; it is posted in its order at the end. For
+/// whoever draws with a lock held. One within another leaves it to that.
+class HeldGlyphImages {
+public:
+    HeldGlyphImages();
+    ~HeldGlyphImages();
+    HeldGlyphImages(const HeldGlyphImages&) = delete;
+    HeldGlyphImages& operator=(const HeldGlyphImages&) = delete;
+
+    void add(const Image& image) { images_.push_back(image); }
+
+private:
+    std::vector<Image> images_;
+};
 
 } // namespace tarnel

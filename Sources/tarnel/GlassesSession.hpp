@@ -26,7 +26,7 @@
 
 namespace tarnel::command {
 
-struct AirSessionOptions {
+struct GlassesSessionOptions {
     glasses::GlassesOptions glasses;
     glasses::OnAirOptions air;
     std::optional<std::string> frame; ///< picture file that follows the display
@@ -38,14 +38,14 @@ struct AirSessionOptions {
 
 /// A pair of simulated glasses on the air, with their display and their wearer at this process's terminal. All but
 /// `run` happens on a thread of its own.
-class AirSession final : public glasses::OnAirObserver, public std::enable_shared_from_this<AirSession> {
+class GlassesSession final : public glasses::OnAirObserver, public std::enable_shared_from_this<GlassesSession> {
 public:
     /// Called on the main thread, before any other thread is there: the threads leave the signals to it. Throws
     /// `Failure` when a file cannot be written.
-    explicit AirSession(const AirSessionOptions& options);
-    ~AirSession() override;
-    AirSession(const AirSession&) = delete;
-    AirSession& operator=(const AirSession&) = delete;
+    explicit GlassesSession(const GlassesSessionOptions& options);
+    ~GlassesSession() override;
+    GlassesSession(const GlassesSession&) = delete;
+    GlassesSession& operator=(const GlassesSession&) = delete;
 
     /// Returns when the user ends it, by a key, a line or a signal. Throws `Failure` when the glasses do not come on
     /// the air, or an output fails.
@@ -69,7 +69,7 @@ private:
     void readInput();
     void takeLine(const std::string& line);
     void perform(const WearerCommands::Result& result);
-    void post(std::function<void(AirSession&)> step);
+    void post(std::function<void(GlassesSession&)> step);
     void tell(const JSON::Object& event, const std::string& text);
     void judge(const bluez::PeripheralManagerState& state);
     std::pair<std::vector<glasses::ReceivedMessage>, std::vector<glasses::CommandError>> newRecords();
@@ -84,7 +84,7 @@ private:
     void guard(const std::function<void()>& step);
     void finish(std::exception_ptr failure = nullptr);
 
-    const AirSessionOptions options_;
+    const GlassesSessionOptions options_;
     const int signals_;
     std::optional<OutputFile> frameFile_;
     std::optional<TraceWriter> trace_;

@@ -1,4 +1,4 @@
-#include "AirSession.hpp"
+#include "GlassesSession.hpp"
 
 #include "Failure.hpp"
 #include "Frames.hpp"
@@ -93,7 +93,7 @@ std::string shortened(std::string text) {
 
 } // namespace
 
-AirSession::AirSession(const AirSessionOptions& options)
+GlassesSession::GlassesSession(const GlassesSessionOptions& options)
     : options_(options), signals_(signalDescriptor()), radio_(glasses::Radio::make(scheduler_, now)),
       glasses_(glasses::SimulatedGlasses::make(radio_, options.glasses)), commands_(glasses_) {
     // A reader that has seen enough ends the session, which then leaves the adapter as it was.
@@ -106,19 +106,19 @@ AirSession::AirSession(const AirSessionOptions& options)
     }
 }
 
-AirSession::~AirSession() {
+GlassesSession::~GlassesSession() {
     loop_.end();
     ::close(signals_);
 }
 
-void AirSession::run() {
+void GlassesSession::run() {
     auto ended = end_.get_future();
-    const auto start = [this] { post([](AirSession& session) { session.begin(); }); };
+    const auto start = [this] { post([](GlassesSession& session) { session.begin(); }); };
     if (options_.inWindow) {
         // Qt ends the program where the display cannot be reached: before the adapter is touched.
         showWindow(glasses_, start,
                    [&ended] { return ended.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
-        post([](AirSession& session) { session.finish(); });
+        post([](GlassesSession& session) { session.finish(); });
     } else {
         start();
     }
@@ -134,7 +134,7 @@ void AirSession::run() {
     ended.get();
 }
 
-void AirSession::begin() {
+void GlassesSession::begin() {
     watchSignals();
     watchInput();
     if (options_.isShown) {
@@ -149,19 +149,19 @@ void AirSession::begin() {
     glasses_->setRecordObserver([weak] {
         const auto self = weak.lock();
         if (self && !self->areRecordsAnnounced_.exchange(true)) {
-            self->post([](AirSession& session) { session.tellRecords(); });
+            self->post([](GlassesSession& session) { session.tellRecords(); });
         }
     });
     glasses_->setNotificationObserver([weak] {
         const auto self = weak.lock();
         if (self && !self->areNotificationsAnnounced_.exchange(true)) {
-            self->post([](AirSession& session) { session.tellNotifications(); });
+            self->post([](GlassesSession& session) { session.tellNotifications(); });
         }
     });
     if (trace_) {
         glasses_->setTrace([weak](const glasses::GattTraceEvent& event) {
             if (const auto self = weak.lock()) {
-                self->post([event](AirSession& session) { session.trace_->write(event); });
+                self->post([event](GlassesSession& session) { session.trace_->write(event); });
             }
         });
     }
@@ -169,11 +169,11 @@ void AirSession::begin() {
     draw();
 }
 
-void AirSession::post(std::function<void(AirSession&)> step) {
+void GlassesSession::post(std::function<void(GlassesSession&)> step) {
     loop_.post([this, step = std::move(step)] { guard([&] { step(*this); }); });
 }
 
-void AirSession::guard(const std::function<void()>& step) {
+void GlassesSession::guard(const std::function<void()>& step) {
     if (hasEnded_) {
         return;
     }
@@ -184,7 +184,7 @@ void AirSession::guard(const std::function<void()>& step) {
     }
 }
 
-void AirSession::finish(std::exception_ptr failure) {
+void GlassesSession::finish(std::exception_ptr failure) {
     if (std::exchange(hasEnded_, true)) {
         return;
     }
@@ -197,7 +197,7 @@ void AirSession::finish(std::exception_ptr failure) {
 
 // Input.
 
-void AirSession::watchSignals() {
+void GlassesSession::watchSignals() {
     loop_.watch(signals_, POLLIN, [this](short) {
         signalfd_siginfo signal{};
         while (::read(signals_, &signal, sizeof signal) == sizeof signal) {
@@ -210,14 +210,14 @@ void AirSession::watchSignals() {
     });
 }
 
-void AirSession::watchInput() {
+void GlassesSession::watchInput() {
     if (Terminal::isInput()) {
         terminal_.readKeys();
     }
     loop_.watch(STDIN_FILENO, POLLIN, [this](short) { guard([this] { readInput(); }); });
 }
 
-void AirSession::readInput() {
+void GlassesSession::readInput() {
     std::array<char, 4096> buffer{};
     const auto count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
     if (count < 0 && (errno == EINTR || errno == EAGAIN)) {
@@ -251,7 +251,7 @@ void AirSession::readInput() {
     }
 }
 
-void AirSession::takeLine(const std::string& line) {
+void GlassesSession::takeLine(const std::string& line) {
     if (line.empty()) {
         return;
     }
@@ -262,7 +262,7 @@ void AirSession::takeLine(const std::string& line) {
     }
 }
 
-void AirSession::perform(const WearerCommands::Result& result) {
+void GlassesSession::perform(const WearerCommands::Result& result) {
     switch (result.outcome) {
     case WearerCommands::Outcome::quit:
         return finish();
@@ -276,7 +276,7 @@ void AirSession::perform(const WearerCommands::Result& result) {
 
 // Output.
 
-void AirSession::tell(const JSON::Object& event, const std::string& text) {
+void GlassesSession::tell(const JSON::Object& event, const std::string& text) {
     if (options_.asJSON) {
         return writeOutput(command::text(event) + "\n");
     }
@@ -287,12 +287,12 @@ void AirSession::tell(const JSON::Object& event, const std::string& text) {
     writeOutput(text + (text.ends_with('\n') ? "" : "\n"));
 }
 
-void AirSession::stateChanged(const PeripheralManagerState& state) {
-    post([state](AirSession& self) { self.judge(state); });
+void GlassesSession::stateChanged(const PeripheralManagerState& state) {
+    post([state](GlassesSession& self) { self.judge(state); });
 }
 
 /// Until the glasses have been on the air, what keeps them off is a failure; later it passes.
-void AirSession::judge(const PeripheralManagerState& state) {
+void GlassesSession::judge(const PeripheralManagerState& state) {
     const bool isOff = state.radio != Radio::ready || !state.failure.empty();
     if (!wasReady_ && isOff) {
         throw Failure(remedyOf(state, options_.air.adapter));
@@ -312,8 +312,8 @@ void AirSession::judge(const PeripheralManagerState& state) {
          what);
 }
 
-void AirSession::connected(const ConnectedCentral& central) {
-    post([central](AirSession& self) {
+void GlassesSession::connected(const ConnectedCentral& central) {
+    post([central](GlassesSession& self) {
         self.tell({{"event", "connected"},
                    {"address", central.address},
                    {"name", central.name},
@@ -322,29 +322,29 @@ void AirSession::connected(const ConnectedCentral& central) {
     });
 }
 
-void AirSession::bonded(const ConnectedCentral& central) {
-    post([central](AirSession& self) {
+void GlassesSession::bonded(const ConnectedCentral& central) {
+    post([central](GlassesSession& self) {
         self.tell({{"event", "bonded"}, {"address", central.address}}, "bonded with " + central.address);
     });
 }
 
-void AirSession::disconnected() {
-    post([](AirSession& self) { self.tell({{"event", "disconnected"}}, "disconnected"); });
+void GlassesSession::disconnected() {
+    post([](GlassesSession& self) { self.tell({{"event", "disconnected"}}, "disconnected"); });
 }
 
-void AirSession::subscriptionChanged(const UUID& characteristic, bool isSubscribed) {
-    post([characteristic, isSubscribed](AirSession& self) {
+void GlassesSession::subscriptionChanged(const UUID& characteristic, bool isSubscribed) {
+    post([characteristic, isSubscribed](GlassesSession& self) {
         self.tell({{"event", "subscribed"}, {"characteristic", characteristic.string()}, {"value", isSubscribed}},
                   (isSubscribed ? "subscribed to " : "no longer subscribed to ") + characteristic.string());
     });
 }
 
-void AirSession::bondLost() {
-    post([](AirSession& self) { self.tell({{"event", "bondLost"}}, "the bond is forgotten"); });
+void GlassesSession::bondLost() {
+    post([](GlassesSession& self) { self.tell({{"event", "bondLost"}}, "the bond is forgotten"); });
 }
 
 /// What was recorded since the last call, taken at a moment at which nothing is recorded.
-std::pair<std::vector<glasses::ReceivedMessage>, std::vector<glasses::CommandError>> AirSession::newRecords() {
+std::pair<std::vector<glasses::ReceivedMessage>, std::vector<glasses::CommandError>> GlassesSession::newRecords() {
     while (true) {
         const std::size_t messageCount = glasses_->receivedCount();
         const std::size_t errorCount = glasses_->errorCount();
@@ -358,7 +358,7 @@ std::pair<std::vector<glasses::ReceivedMessage>, std::vector<glasses::CommandErr
     }
 }
 
-void AirSession::tellRecords() {
+void GlassesSession::tellRecords() {
     areRecordsAnnounced_ = false;
     const auto [messages, errors] = newRecords();
     for (const auto& message : messages) {
@@ -373,7 +373,7 @@ void AirSession::tellRecords() {
 }
 
 /// What is other than at the last call.
-void AirSession::tellNotifications() {
+void GlassesSession::tellNotifications() {
     areNotificationsAnnounced_ = false;
     const auto before = std::exchange(seenNotifications_, glasses_->notifications());
     for (const auto& old : before) {
@@ -398,26 +398,26 @@ void AirSession::tellNotifications() {
 
 // The display.
 
-void AirSession::frameChanged() {
+void GlassesSession::frameChanged() {
     if (!isFrameAnnounced_.exchange(true)) {
-        post([](AirSession& self) {
+        post([](GlassesSession& self) {
             self.isFrameAnnounced_ = false;
             self.followFrame();
         });
     }
 }
 
-void AirSession::followFrame() {
+void GlassesSession::followFrame() {
     const auto sinceDrawn = Clock::now() - lastDrawn_;
     drawAfter(std::max<platform::Duration>(drawInterval - sinceDrawn, 0ms));
 }
 
-void AirSession::drawAfter(platform::Duration delay) {
+void GlassesSession::drawAfter(platform::Duration delay) {
     loop_.cancel(drawing_);
     drawing_ = loop_.after(delay, [this] { guard([this] { draw(); }); });
 }
 
-void AirSession::draw() {
+void GlassesSession::draw() {
     lastDrawn_ = Clock::now();
     auto frame = glasses_->frame();
     if (shown_ != frame) {
@@ -435,7 +435,7 @@ void AirSession::draw() {
     }
 }
 
-void AirSession::drawTerminal() {
+void GlassesSession::drawTerminal() {
     if (!options_.isShown || !shown_) {
         return;
     }
