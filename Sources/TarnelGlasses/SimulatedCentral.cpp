@@ -143,15 +143,24 @@ void SimulatedCentral::connect(const platform::PeripheralPointer& peripheral) {
 
 void SimulatedCentral::cancelPeripheralConnection(const platform::PeripheralPointer& peripheral) {
     const auto asked = own(peripheral);
-    if (!asked || state_ != CentralState::poweredOn) {
+    if (!asked) {
         return;
     }
-    asked->willCancel();
-    post([asked](SimulatedCentral& self) { self.host_->cancel(asked); });
+    const bool isOn = state_ == CentralState::poweredOn;
+    if (isOn) {
+        asked->willCancel();
+    }
+    post([asked, isOn](SimulatedCentral& self) {
+        self.registered_.erase(asked->identifier());
+        if (isOn) {
+            self.host_->cancel(asked);
+        }
+    });
 }
 
 void SimulatedCentral::registerForConnectionEvents(const std::vector<UUID>& identifiers) {
     post([identifiers](SimulatedCentral& self) {
+        self.registered_.clear();
         for (const auto& identifier : identifiers) {
             self.registered_[identifier] = self.peripheral(identifier)->isAttached();
         }

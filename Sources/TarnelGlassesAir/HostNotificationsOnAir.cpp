@@ -46,7 +46,7 @@ void HostNotificationsOnAir::connected(const UUID& host, bool isBonded) {
 
 void HostNotificationsOnAir::disconnected() {
     if (std::exchange(isSubscribing_, false) && host_) {
-        ++failures_[*host_];
+        countFailure(*host_);
     }
     host_.reset();
     lose();
@@ -55,6 +55,13 @@ void HostNotificationsOnAir::disconnected() {
         central_->cancelPeripheralConnection(peripheral_);
     }
     peripheral_.reset();
+}
+
+void HostNotificationsOnAir::countFailure(const UUID& host) {
+    if (failures_.size() >= mostHosts && !failures_.contains(host)) {
+        failures_.erase(failures_.begin());
+    }
+    ++failures_[host];
 }
 
 void HostNotificationsOnAir::lose() {
@@ -148,7 +155,7 @@ void HostNotificationsOnAir::didUpdateNotificationState(const platform::Peripher
     }
     isSubscribing_ = false;
     if (error) {
-        ++failures_[*host_];
+        countFailure(*host_);
         lose();
     } else {
         failures_.erase(*host_);

@@ -3,6 +3,7 @@
 #include <TarnelGlasses/SimulatedGlasses.hpp>
 #include <TarnelSDK/platform/Bluetooth.hpp>
 
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <optional>
@@ -21,6 +22,8 @@ class HostNotificationsOnAir final : public platform::BluetoothCentralDelegate,
                                      public std::enable_shared_from_this<HostNotificationsOnAir> {
 public:
     static constexpr int mostAttempts = 3;
+    /// Of how many hosts that is remembered: anybody may connect under ever new addresses.
+    static constexpr std::size_t mostHosts = 64;
 
     HostNotificationsOnAir(std::shared_ptr<platform::BluetoothProvider> bluetooth,
                            std::shared_ptr<platform::Queue> queue, std::shared_ptr<SimulatedGlasses> glasses);
@@ -71,6 +74,7 @@ public:
 private:
     void reach();
     void lose();
+    void countFailure(const UUID& host);
 
     const std::shared_ptr<platform::BluetoothProvider> bluetooth_;
     const std::shared_ptr<platform::Queue> queue_;

@@ -25,9 +25,10 @@ struct BlueZOptions {
 ///
 /// A device's identifier is made of its Bluetooth address, so it is the same on every adapter and after every restart.
 /// The central's state is `poweredOff` while the service does not run, its adapter is away or off, or the bus is gone,
-/// `unsupported` without any adapter, and `unauthorized` when the bus forbids to talk to the service; all of this is
-/// watched, and the state follows. Disconnecting ends the connection for all programs of the machine, as BlueZ has it.
-/// Devices that ask for pairing are paired without a question ("just works") if the application has connected them.
+/// `unsupported` without any adapter, `unauthorized` when the bus forbids to talk to the service, and `unknown` while
+/// either does not answer; all of this is watched, and the state follows. Disconnecting ends the connection for all
+/// programs of the machine, as BlueZ has it. Devices that ask for pairing are paired without a question ("just works")
+/// if the application has connected them.
 class BlueZBluetooth final : public platform::BluetoothProvider {
 public:
     explicit BlueZBluetooth(BlueZOptions options = {});

@@ -1,4 +1,5 @@
 #include <TarnelLinux/BluetoothDoctor.hpp>
+#include <TarnelLinux/bluez/Adapters.hpp>
 #include <TarnelLinux/bluez/Names.hpp>
 #include <TarnelLinux/doctor/DaemonView.hpp>
 #include <TarnelLinux/doctor/MachineFiles.hpp>
@@ -159,8 +160,7 @@ void Examination::checkAdapter() {
         }
         const auto address = valueOf<std::string>(found->second, "Address").value_or("");
         const bool isPowered = valueOf<bool>(found->second, "Powered").value_or(false);
-        const bool isWanted =
-            !machine_.adapter || path.ends_with("/" + *machine_.adapter) || address == *machine_.adapter;
+        const bool isWanted = !machine_.adapter || bluez::isCalled(path, found->second, *machine_.adapter);
         if (isWanted && (adapter_.empty() || (isPowered && !isPowered_))) {
             adapter_ = path;
             adapterAddress_ = address;

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <deque>
+#include <map>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -40,7 +42,7 @@ public:
         loop_.post([weak = weak_from_this(), notification = std::move(notification), request = std::move(request),
                     completion = std::move(completion)]() mutable {
             if (const auto self = weak.lock()) {
-                self->show(std::move(notification), std::move(request), std::move(completion));
+                self->show({std::move(notification), std::move(request), std::move(completion)});
             }
         });
     }
@@ -95,6 +97,11 @@ private:
         UserNotificationRequest request;
         bool isQuiet;
     };
+    struct Waiting {
+        desktop::DesktopNotification notification;
+        UserNotificationRequest request;
+        AddCompletion completion;
+    };
 
     std::vector<Shown>::iterator find(const std::string& identifier) {
         return std::find_if(shown_.begin(), shown_.end(),
@@ -104,20 +111,40 @@ private:
         return std::find_if(shown_.begin(), shown_.end(), [&](const Shown& shown) { return shown.id == id; });
     }
 
-    void show(desktop::DesktopNotification notification, UserNotificationRequest request, AddCompletion completion) {
-        const auto earlier = find(request.identifier);
-        notification.replaces = earlier == shown_.end() ? 0 : earlier->id;
-        const bool isQuiet = notification.isQuiet;
-        daemon_.notify(std::move(notification),
-                       [this, isQuiet, request = std::move(request),
-                        completion = std::move(completion)](const NotificationDaemon::Result& result) {
+    /// What replaces another has to know the desktop's number of that.
+    void show(Waiting waiting) {
+        const auto [entry, isFirst] = underWay_.try_emplace(waiting.request.identifier);
+        if (isFirst) {
+            send(std::move(waiting));
+        } else {
+            entry->second.push_back(std::move(waiting));
+        }
+    }
+    void send(Waiting waiting) {
+        const auto earlier = find(waiting.request.identifier);
+        waiting.notification.replaces = earlier == shown_.end() ? 0 : earlier->id;
+        const bool isQuiet = waiting.notification.isQuiet;
+        daemon_.notify(std::move(waiting.notification),
+                       [this, isQuiet, request = std::move(waiting.request),
+                        completion = std::move(waiting.completion)](const NotificationDaemon::Result& result) {
                            if (result.id) {
                                keep({*result.id, request, isQuiet});
                            }
+                           sendNext(request.identifier);
                            if (completion) {
                                completion(result.error);
                            }
                        });
+    }
+    void sendNext(const std::string& identifier) {
+        const auto entry = underWay_.find(identifier);
+        if (entry->second.empty()) {
+            underWay_.erase(entry);
+            return;
+        }
+        Waiting next = std::move(entry->second.front());
+        entry->second.pop_front();
+        send(std::move(next));
     }
     void keep(Shown shown) {
         if (const auto earlier = find(shown.request.identifier); earlier != shown_.end()) {
@@ -161,6 +188,8 @@ private:
     const std::weak_ptr<NotificationDelivery> delivery_;
     std::weak_ptr<NotificationAudience> audience_;
     std::vector<Shown> shown_; ///< oldest first
+    /// By the identifier of one that the desktop has not taken yet, those that are to replace it.
+    std::map<std::string, std::deque<Waiting>> underWay_;
 };
 
 std::shared_ptr<DesktopUserNotifications>

@@ -17,7 +17,9 @@ LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
     : scheduler_(std::make_shared<ThreadScheduler>()),
       application_(std::make_shared<LinuxApplication>(options.identifier, std::move(options.resourceDirectory),
                                                       processEnvironment(), std::move(options.locale))),
-      notificationProvider_(ancs::NotificationProvider::make(scheduler_->makeSerialQueue("notifications"))) {
+      notificationProvider_(ancs::NotificationProvider::make(scheduler_->makeSerialQueue("notifications"))),
+      userDefaults_(std::make_shared<SQLiteUserDefaults>(configurationFolder(processEnvironment()),
+                                                         std::move(options.identifier))) {
     const auto clock = std::make_shared<SystemClock>();
     if (options.sharesOtherNotifications) {
         otherNotifications_ = std::make_shared<OtherNotifications>(
@@ -51,11 +53,14 @@ LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
         .clock = clock,
         .random = std::make_shared<SystemRandom>(),
         .application = application_,
-        .userDefaults = std::make_shared<SQLiteUserDefaults>(configurationFolder(processEnvironment()),
-                                                             std::move(options.identifier)),
+        .userDefaults = userDefaults_,
         .bluetooth = std::move(options.bluetooth),
         .userNotifications = std::move(options.userNotifications),
     });
+}
+
+std::optional<std::string> LinuxPlatform::settingsFailure() const {
+    return userDefaults_->failure();
 }
 
 LinuxPlatform::~LinuxPlatform() {

@@ -16,6 +16,7 @@ namespace tarnel {
 
 class LinuxApplication;
 class OtherNotifications;
+class SQLiteUserDefaults;
 
 struct LinuxPlatformOptions {
     /// The application's reverse-domain identifier, e.g. "org.example.reader"; it names the folder of the settings.
@@ -52,6 +53,9 @@ public:
 
     ThreadScheduler& scheduler() { return *scheduler_; }
     LinuxApplication& application() { return *application_; }
+    /// Why the stored settings, which then count as empty, cannot be read; empty when they can. Waits for another
+    /// process that holds them, 5 s at most.
+    std::optional<std::string> settingsFailure() const;
     /// What glasses can read: for a Bluetooth of one's own, and to share further notifications.
     const std::shared_ptr<ancs::NotificationProvider>& notificationProvider() const { return notificationProvider_; }
 
@@ -59,6 +63,7 @@ private:
     const std::shared_ptr<ThreadScheduler> scheduler_;
     const std::shared_ptr<LinuxApplication> application_;
     const std::shared_ptr<ancs::NotificationProvider> notificationProvider_;
+    const std::shared_ptr<SQLiteUserDefaults> userDefaults_;
     std::shared_ptr<ancs::OwnNotifications> ownNotifications_;
     std::shared_ptr<OtherNotifications> otherNotifications_;
 };

@@ -25,6 +25,11 @@ bool SQLiteError::isDamage() const {
     return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
 }
 
+bool SQLiteError::isBusy() const {
+    const int primary = code_ & 0xff;
+    return primary == SQLITE_BUSY || primary == SQLITE_LOCKED;
+}
+
 SQLiteFile::SQLiteFile(const std::filesystem::path& path, std::chrono::milliseconds patience)
     : path_(path), connection_(nullptr, ::sqlite3_close_v2) {
     sqlite3* opened = nullptr;
@@ -35,10 +40,14 @@ SQLiteFile::SQLiteFile(const std::filesystem::path& path, std::chrono::milliseco
         fail(code);
     }
     ::sqlite3_extended_result_codes(opened, 1);
-    ::sqlite3_busy_timeout(opened, static_cast<int>(patience.count()));
+    setPatience(patience);
     if (const auto identity = identityOf(path)) {
         std::tie(device_, inode_) = *identity;
     }
+}
+
+void SQLiteFile::setPatience(std::chrono::milliseconds patience) {
+    ::sqlite3_busy_timeout(connection_.get(), static_cast<int>(patience.count()));
 }
 
 bool SQLiteFile::isInPlace() const {

@@ -22,6 +22,8 @@ public:
 
     /// The file is damaged, or no database at all.
     bool isDamage() const;
+    /// Another process holds the file.
+    bool isBusy() const;
 
 private:
     int code_;
@@ -32,6 +34,9 @@ class SQLiteFile {
 public:
     /// Opens the file and makes it when it is missing. `patience` is how long an operation waits for another process.
     SQLiteFile(const std::filesystem::path& path, std::chrono::milliseconds patience);
+
+    /// How long an operation waits for another process from now on.
+    void setPatience(std::chrono::milliseconds patience);
 
     /// Whether the path still leads to the file that was opened.
     bool isInPlace() const;

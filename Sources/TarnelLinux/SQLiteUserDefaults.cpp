@@ -18,8 +18,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// How long a change or a look-up waits for another process that holds the database.
+/// How long a change, or the first look-up, waits for another process that holds the database.
 constexpr auto patience = std::chrono::seconds(5);
+/// And a look-up that has waited in vain, or can do with what was read before.
+constexpr auto laterPatience = std::chrono::milliseconds(20);
 
 fs::path settingsFile(const fs::path& configurationFolder, const std::string& identifier) {
     return configurationFolder / identifier / "settings.sqlite";
@@ -37,6 +39,7 @@ public:
 
     const std::string& identifier() const { return identifier_; }
     Value object(const std::string& key);
+    std::optional<std::string> failure();
     void set(const std::string& key, const Value& value);
     void change(SettingsChanges changes);
     void synchronize();
@@ -48,14 +51,16 @@ private:
     void readStored();
     void runWriter();
     bool write(const SettingsChanges& changes);
-    void reportFailure(const std::string& message);
+    void reportFailure(const char* operation, const std::string& message);
 
     const std::string identifier_;
     const std::optional<fs::path> configurationFolder_;
     const Report report_;
 
-    std::mutex readerMutex_; ///< of the three below; taken before the other
+    std::mutex readerMutex_; ///< of the five below; taken before the other
     std::optional<SettingsStore> reader_;
+    std::optional<std::string> readFailure_;
+    bool hasRead_ = false;
     Value::Dictionary stored_;
 
     std::mutex mutex_;
@@ -75,7 +80,7 @@ SQLiteUserDefaults::Domain::Domain(const std::optional<fs::path>& configurationF
                                    Report report)
     : identifier_(std::move(identifier)), configurationFolder_(configurationFolder), report_(std::move(report)) {
     if (!configurationFolder_) {
-        reportFailure("there is no home folder");
+        reportFailure("stored", "there is no home folder");
         return;
     }
     const fs::path file = settingsFile(*configurationFolder_, identifier_);
@@ -102,7 +107,8 @@ SettingsStore SQLiteUserDefaults::Domain::store(const fs::path& file) {
             }};
 }
 
-void SQLiteUserDefaults::Domain::reportFailure(const std::string& message) {
+/// `operation` is "read" or "stored".
+void SQLiteUserDefaults::Domain::reportFailure(const char* operation, const std::string& message) {
     {
         const std::lock_guard lock(mutex_);
         if (std::exchange(hasReported_, true)) {
@@ -111,7 +117,7 @@ void SQLiteUserDefaults::Domain::reportFailure(const std::string& message) {
     }
     const std::string where =
         configurationFolder_ ? " in " + settingsFile(*configurationFolder_, identifier_).string() : "";
-    report_("The settings of " + identifier_ + " cannot be stored" + where + ": " + message +
+    report_("The settings of " + identifier_ + " cannot be " + operation + where + ": " + message +
             ". What changes is lost when the program ends.");
 }
 
@@ -123,9 +129,22 @@ void SQLiteUserDefaults::Domain::readStored() {
         if (auto values = reader_->valuesIfChanged()) {
             stored_ = *std::move(values);
         }
+        hasRead_ = true;
+        readFailure_.reset();
     } catch (const std::exception& error) {
-        reportFailure(error.what());
+        const auto* store = dynamic_cast<const SQLiteError*>(&error);
+        if (!hasRead_ || !store || !store->isBusy()) {
+            readFailure_ = error.what();
+            reportFailure("read", *readFailure_);
+        }
     }
+    reader_->setPatience(laterPatience);
+}
+
+std::optional<std::string> SQLiteUserDefaults::Domain::failure() {
+    const std::lock_guard lock(readerMutex_);
+    readStored();
+    return readFailure_;
 }
 
 Value SQLiteUserDefaults::Domain::object(const std::string& key) {
@@ -209,7 +228,7 @@ bool SQLiteUserDefaults::Domain::write(const SettingsChanges& changes) {
         writer_->store(changes);
         return true;
     } catch (const std::exception& error) {
-        reportFailure(error.what());
+        reportFailure("stored", error.what());
         return false;
     }
 }
@@ -270,6 +289,10 @@ void SQLiteUserDefaults::removePersistentDomain(const std::string& name) {
 
 void SQLiteUserDefaults::synchronize() {
     domain_->synchronize();
+}
+
+std::optional<std::string> SQLiteUserDefaults::failure() const {
+    return domain_->failure();
 }
 
 } // namespace tarnel

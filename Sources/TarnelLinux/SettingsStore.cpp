@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 namespace tarnel {
@@ -17,14 +18,23 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr long long storedVersion = 1;
+/// How often a lock that another process has is asked for again, as SQLite does with its own.
+constexpr auto lockInterval = std::chrono::milliseconds(5);
 
 /// Keeps other processes from opening and setting aside the same database in the meantime.
 class FolderLock {
 public:
-    explicit FolderLock(const fs::path& folder)
+    /// Throws `SQLiteError` when another process keeps the lock for longer than this.
+    FolderLock(const fs::path& folder, std::chrono::milliseconds patience)
         : descriptor_(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        while (descriptor_ >= 0 && ::flock(descriptor_, LOCK_EX) != 0 && errno == EINTR) {
+        const auto end = std::chrono::steady_clock::now() + patience;
+        while (descriptor_ >= 0 && ::flock(descriptor_, LOCK_EX | LOCK_NB) != 0 &&
+               (errno == EWOULDBLOCK || errno == EINTR)) {
+            if (std::chrono::steady_clock::now() >= end) {
+                ::close(descriptor_);
+                throw SQLiteError(SQLITE_BUSY, "another process is opening the settings");
+            }
+            std::this_thread::sleep_for(lockInterval);
         }
     }
     ~FolderLock() {
@@ -83,6 +93,13 @@ void SettingsChanges::applyTo(Value::Dictionary& stored) const {
 SettingsStore::SettingsStore(fs::path file, std::chrono::milliseconds patience, Damaged damaged)
     : file_(std::move(file)), patience_(patience), damaged_(std::move(damaged)) {}
 
+void SettingsStore::setPatience(std::chrono::milliseconds patience) {
+    patience_ = patience;
+    if (database_) {
+        database_->setPatience(patience);
+    }
+}
+
 SQLiteFile& SettingsStore::open() {
     if (!database_ || !database_->isInPlace()) {
         readVersion_.reset();
@@ -98,21 +115,22 @@ void SettingsStore::openChecked() {
     if (fs::create_directory(folder)) {
         fs::permissions(folder, fs::perms::owner_all);
     }
-    const FolderLock lock(folder);
+    const FolderLock lock(folder, patience_);
     database_.emplace(file_, patience_);
     if (const std::string damage = findDamage(*database_); !damage.empty()) {
         setAside(damage);
         database_.emplace(file_, patience_);
     }
-    const long long version = database_->number("PRAGMA user_version");
-    if (version > storedVersion) {
+    const long long stored = database_->number("PRAGMA user_version");
+    if (stored > version) {
         database_.reset();
-        throw SQLiteError(SQLITE_ERROR, "it was written by a later version of the program");
+        throw SQLiteError(SQLITE_ERROR, laterVersion);
     }
     database_->run("PRAGMA synchronous = FULL");
-    if (version < storedVersion) {
+    if (stored < version) {
         database_->transaction([this] {
             database_->run("CREATE TABLE IF NOT EXISTS defaults (key TEXT PRIMARY KEY NOT NULL, value BLOB NOT NULL)");
+            static_assert(version == 1);
             database_->run("PRAGMA user_version = 1");
         });
     }
@@ -153,8 +171,8 @@ std::optional<Value::Dictionary> SettingsStore::valuesIfChanged() {
     std::optional<Value::Dictionary> values;
     mend([&] {
         SQLiteFile& database = open();
-        const long long version = database.number("PRAGMA data_version");
-        if (readVersion_ == version) {
+        const long long changes = database.number("PRAGMA data_version");
+        if (readVersion_ == changes) {
             return;
         }
         values.emplace();
@@ -163,7 +181,7 @@ std::optional<Value::Dictionary> SettingsStore::valuesIfChanged() {
                 values->insert_or_assign(row.text(0), *std::move(value));
             }
         });
-        readVersion_ = version;
+        readVersion_ = changes;
     });
     return values;
 }

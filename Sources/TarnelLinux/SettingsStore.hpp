@@ -38,7 +38,16 @@ public:
 
     SettingsStore(std::filesystem::path file, std::chrono::milliseconds patience, Damaged damaged);
 
+    /// `PRAGMA user_version` of what this program can read and write.
+    static constexpr long long version = 1;
+
     const std::filesystem::path& file() const { return file_; }
+
+    /// What is wrong with one of a later version.
+    static constexpr const char* laterVersion = "it was written by a later version of the program";
+
+    /// How long an operation waits for another process from now on.
+    void setPatience(std::chrono::milliseconds patience);
 
     /// All values, if they may have changed since the last time; what cannot be decoded is left out. Makes no file.
     std::optional<Value::Dictionary> valuesIfChanged();
@@ -54,7 +63,7 @@ private:
     void mend(const std::function<void()>& operation);
 
     const std::filesystem::path file_;
-    const std::chrono::milliseconds patience_;
+    std::chrono::milliseconds patience_;
     const Damaged damaged_;
     std::optional<SQLiteFile> database_;
     std::optional<long long> readVersion_;

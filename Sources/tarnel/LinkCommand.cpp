@@ -131,6 +131,7 @@ void linkGlasses(const LinkOptions& options) {
 void unlink(bool asJSON) {
     reserveStandardOutput();
     OnTheAir surroundings(AirOptions(), OnTheAir::Connections::none);
+    surroundings.requireSettings();
     const auto device = surroundings.device();
     const std::string name = device ? device->getName() : "";
     if (device) {

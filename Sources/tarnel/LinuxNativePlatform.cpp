@@ -58,6 +58,7 @@ public:
             observed->setConnects(true);
         }
     }
+    std::optional<std::string> settingsFailure() override { return platform_.settingsFailure(); }
 
 private:
     const std::shared_ptr<BlueZBluetooth> bluez_; ///< none without Bluetooth

@@ -39,6 +39,8 @@ public:
     virtual ThreadScheduler& scheduler() = 0;
     /// From now on connections are made.
     virtual void makeConnections() = 0;
+    /// Why the stored settings cannot be read; empty when they can.
+    virtual std::optional<std::string> settingsFailure() = 0;
 
     /// "AA:BB:CC:DD:EE:FF"; empty where the platform does not tell.
     static std::optional<std::string> addressOf(const UUID& peripheral);

@@ -83,7 +83,16 @@ void OnTheAir::install() {
                  record->attemptFailed(peripheral, error);
              }});
     loop_.attach(platform_->scheduler());
+    if (connections_ != Connections::none) {
+        requireSettings();
+    }
     TarnelManager::shared();
+}
+
+void OnTheAir::requireSettings() {
+    if (const auto failure = platform_->settingsFailure()) {
+        throw Failure("the settings cannot be read: " + *failure + "; tarnel doctor tells what to do about it");
+    }
 }
 
 void OnTheAir::relaunch() {

@@ -21,8 +21,8 @@ public:
         none, ///< there is no Bluetooth, only what is stored
     };
 
-    /// `follower` is told of all that passes. Throws `Failure` where there is no Bluetooth, or the trace cannot be
-    /// written.
+    /// `follower` is told of all that passes. Throws `Failure` where there is no Bluetooth, the trace cannot be
+    /// written, or what glasses are linked, which has to do with every connection, cannot be read.
     explicit OnTheAir(const SurroundingsOptions& options, Connections connections = Connections::made,
                       std::shared_ptr<BluetoothObserver> follower = nullptr);
     explicit OnTheAir(const AirOptions& air, Connections connections = Connections::made,
@@ -32,6 +32,8 @@ public:
     const AirRecord& record() const { return *record_; }
     MainLoop& loop() { return loop_; }
 
+    /// Throws `Failure` when the settings, and with them what glasses are linked, cannot be read.
+    void requireSettings();
     /// Returns when Bluetooth is on. Throws `Failure` when it is not within seconds, which says why.
     void awaitBluetooth();
     /// From now on connections are made.

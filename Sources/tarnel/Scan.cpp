@@ -17,6 +17,8 @@ namespace {
 
 /// What a controller says when it does not know (Bluetooth Core Specification, Vol 4, Part E, 7.7.65.2).
 constexpr int unknownStrength = 127;
+/// A radio can give itself any number of addresses.
+constexpr std::size_t mostFound = 1000;
 
 } // namespace
 
@@ -32,6 +34,9 @@ struct Scan::List {
     void add(const platform::PeripheralPointer& peripheral, bool isInUpdateMode) {
         {
             const std::lock_guard lock(mutex);
+            if (entries.size() >= mostFound) {
+                return;
+            }
             entries.push_back({peripheral, isInUpdateMode});
         }
         changed();

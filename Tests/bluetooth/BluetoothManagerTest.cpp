@@ -466,6 +466,16 @@ TEST_F(BluetoothManagerTest, RegistersNothingForADeviceThatIsBackOrForgotten) {
     EXPECT_THAT(central.registrations, IsEmpty());
 }
 
+TEST_F(BluetoothManagerTest, RegistersNothingForADeviceThatIsUnlinkedBeforeItIsBack) {
+    const auto peripheral = makePeripheral();
+    const auto device = makeDevice(peripheral);
+    fake->drop(peripheral);
+    platform.advance(1s);
+    owner->devices.clear();
+    platform.advance(2s);
+    EXPECT_THAT(central.registrations, IsEmpty());
+}
+
 TEST_F(BluetoothManagerTest, EndsTheScanWhenADeviceDropsThatIsNotToComeBack) {
     const auto peripheral = makePeripheral();
     const auto device = makeDevice(peripheral);

@@ -249,6 +249,24 @@ TEST(Central, tellsAtOnceOfRegisteredGlassesWithinReach) {
     EXPECT_EQ(phone.application->count("peer connected"), 1);
 }
 
+TEST(Central, tellsNothingOfGlassesThatAreNoLongerRegistered) {
+    Phone phone;
+    phone.glasses->leaveRange();
+    phone.central->registerForConnectionEvents({phone.glasses->identifier()});
+    phone.central->cancelPeripheralConnection(phone.central->retrievePeripherals({phone.glasses->identifier()}).at(0));
+    phone.settle();
+    phone.glasses->enterRange();
+    phone.settle();
+    phone.glasses->leaveRange();
+    phone.settle();
+    phone.central->registerForConnectionEvents({phone.glasses->identifier()});
+    phone.central->registerForConnectionEvents({UUID()});
+    phone.settle();
+    phone.glasses->enterRange();
+    phone.settle();
+    EXPECT_EQ(phone.application->count("peer connected"), 0);
+}
+
 TEST(Central, reconnectsThroughAConnectionEvent) {
     Phone phone;
     phone.open();

@@ -442,6 +442,23 @@ TEST(BlueZConnection, endsWhenTheDaemonForgetsTheDevice) {
     EXPECT_EQ(machine.application->count("disconnected with error 7"), 1);
 }
 
+TEST(BlueZConnection, isMadeWithADeviceThatTheDaemonForgotWhileItConnectedIt) {
+    Machine machine;
+    auto device = glasses();
+    device.holdsConnect = true;
+    machine.bluez.addDevice(device);
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.peripheral = machine.known();
+    machine.central->connect(machine.peripheral);
+    ASSERT_TRUE(Machine::eventually([&] { return machine.bluez.calls("Connect") == 1; }));
+    machine.bluez.leaveRange(glassesAddress);
+    machine.bluez.change(glassesAddress, [](auto& changed) { changed.holdsConnect = false; });
+    EXPECT_TRUE(Machine::eventually([&] { return !machine.attemptFailures().empty(); }));
+    machine.bluez.enterRange(glassesAddress);
+    EXPECT_TRUE(machine.application->await("connected"));
+    EXPECT_EQ(machine.bluez.calls("Connect"), 2);
+}
+
 TEST(BlueZConnection, tellsWhenRegisteredGlassesReturn) {
     Machine machine;
     machine.open();
@@ -457,6 +474,66 @@ TEST(BlueZConnection, tellsWhenRegisteredGlassesReturn) {
     machine.connect();
     machine.bluez.leaveRange(glassesAddress);
     EXPECT_TRUE(machine.application->await("peer disconnected"));
+}
+
+TEST(BlueZConnection, tellsWhenRegisteredGlassesReturnThatTheDaemonHasForgotten) {
+    Machine machine;
+    machine.bluez.addDevice(glasses());
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.peripheral = machine.known();
+    machine.central->registerForConnectionEvents({machine.peripheral->identifier()});
+    ASSERT_TRUE(machine.application->await("peer connected"));
+    machine.bluez.leaveRange(glassesAddress);
+    EXPECT_TRUE(machine.application->await("peer disconnected"));
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.isDiscovering(); }));
+    machine.bluez.enterRange(glassesAddress);
+    EXPECT_TRUE(machine.application->await("peer connected", 2));
+}
+
+TEST(BlueZConnection, looksNoLongerForTheReturnOfGlassesThatAreNoLongerWanted) {
+    Machine machine;
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.peripheral = machine.known();
+    machine.central->registerForConnectionEvents({machine.peripheral->identifier()});
+    ASSERT_TRUE(Machine::eventually([&] { return machine.bluez.isDiscovering(); }));
+    machine.central->cancelPeripheralConnection(machine.peripheral);
+    EXPECT_TRUE(Machine::eventually([&] { return !machine.bluez.isDiscovering(); }));
+    machine.bluez.addDevice(glasses());
+    machine.bluez.connectByAnother(glassesAddress);
+    EXPECT_TRUE(Machine::eventually(
+        [&] { return machine.central->retrieveConnectedPeripherals(glassesService()[0]).size() == 1; }));
+    EXPECT_EQ(machine.application->count("peer connected"), 0);
+}
+
+TEST(BlueZConnection, looksNoLongerForThemOnceItIsOnAgain) {
+    Machine machine;
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.peripheral = machine.known();
+    machine.central->registerForConnectionEvents({machine.peripheral->identifier()});
+    ASSERT_TRUE(Machine::eventually([&] { return machine.bluez.isDiscovering(); }));
+    machine.bluez.setPowered("hci0", false);
+    ASSERT_TRUE(machine.application->await("state 4"));
+    machine.central->cancelPeripheralConnection(machine.peripheral);
+    const int before = machine.bluez.calls("StartDiscovery");
+    machine.bluez.setPowered("hci0", true);
+    ASSERT_TRUE(machine.application->await("state 5", 2));
+    machine.bluez.addDevice(bondedGlasses());
+    machine.connect();
+    EXPECT_EQ(machine.bluez.calls("StartDiscovery"), before);
+}
+
+TEST(BlueZConnection, looksForTheReturnOfThoseThatWereRegisteredLast) {
+    Machine machine;
+    ASSERT_TRUE(machine.application->await("state 5"));
+    const auto first = machine.known();
+    const auto second = machine.known("00:AA:01:01:00:02");
+    machine.central->registerForConnectionEvents({first->identifier()});
+    machine.central->registerForConnectionEvents({second->identifier()});
+    machine.bluez.addDevice(glasses());
+    machine.bluez.addDevice(glasses("00:AA:01:01:00:02"));
+    EXPECT_TRUE(machine.application->await("peer connected"));
+    EXPECT_TRUE(Machine::eventually([&] { return !machine.bluez.isDiscovering(); }));
+    EXPECT_EQ(machine.application->count("peer connected"), 1);
 }
 
 TEST(BlueZConnection, endsWithItsCentral) {

@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <set>
+#include <thread>
 
 namespace tarnel {
 namespace {
@@ -381,6 +383,48 @@ TEST(BlueZPeripheralManager, advertisesAgainWhenTheDaemonGaveItUp) {
     machine.bluez.releaseAdvertisement();
     EXPECT_TRUE(machine.eventually([&] { return machine.bluez.calls("RegisterAdvertisement") == 2; }));
     EXPECT_TRUE(machine.eventually([&] { return machine.bluez.advertisement().has_value(); }));
+}
+
+TEST(BlueZPeripheralManager, advertisesWhenTheDaemonWasTooLateToSaySo) {
+    Broadcaster machine;
+    machine.bluez.start();
+    machine.bluez.answerAdvertisementsLate(1);
+    machine.launch();
+    machine.manager->setServices(services());
+    machine.manager->setAdvertisement(advertisementData());
+    EXPECT_TRUE(machine.record->awaitAdvertising());
+    EXPECT_EQ(machine.bluez.calls("RegisterAdvertisement"), 2);
+}
+
+TEST(BlueZPeripheralManager, keepsAnAdvertisementWhenTheDaemonGivesUpTheOneBeforeIt) {
+    Broadcaster machine;
+    machine.open();
+    auto data = advertisementData();
+    data.localName = "Others";
+    machine.record->set([&] {
+        machine.record->connecting = [&] {
+            machine.manager->setAdvertisement(data);
+            machine.bluez.releaseAdvertisement();
+            std::this_thread::sleep_for(std::chrono::milliseconds(300)); // until the bus has brought it
+        };
+    });
+    machine.connectPhone();
+    EXPECT_TRUE(machine.eventually([&] {
+        const auto advertised = machine.bluez.advertisement();
+        return advertised && advertised->name == data.localName;
+    }));
+    machine.quit();
+    EXPECT_TRUE(machine.eventually([&] { return machine.bluez.calls("UnregisterApplication") == 1; }));
+    EXPECT_EQ(machine.bluez.calls("RegisterAdvertisement"), 2);
+}
+
+TEST(BlueZPeripheralManager, usesTheAdapterThatIsWantedByNameOrAddress) {
+    for (const std::string wanted : {"hci0", "00:AA:01:00:00:00", "00:aa:01:00:00:00"}) {
+        Broadcaster machine;
+        machine.bluez.start();
+        machine.launch(wanted);
+        EXPECT_TRUE(machine.record->awaitRadio(Radio::ready)) << wanted;
+    }
 }
 
 TEST(BlueZPeripheralManager, comesBackWithTheAdaptersPower) {

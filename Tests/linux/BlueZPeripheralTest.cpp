@@ -253,6 +253,22 @@ TEST(BlueZPeripheral, isToldOfServicesThatGo) {
     EXPECT_TRUE(machine.peripheral->canSendWriteWithoutResponse()) << "a write that is dropped takes no room";
 }
 
+TEST(BlueZPeripheral, goesOnWhenACharacteristicGoesBeforeItHasAnswered) {
+    Machine machine;
+    auto device = glasses();
+    device.gatt[0].characteristics[0].holdsRead = true;
+    machine.open(device);
+    machine.peripheral->readValue(machine.out);
+    ASSERT_TRUE(Machine::eventually([&] { return machine.bluez.calls("ReadValue") == 1; }));
+    machine.bluez.removeService(glassesAddress, test::dataService);
+    EXPECT_TRUE(machine.application->await("value with error 0")) << "what was asked of it is answered";
+    EXPECT_TRUE(machine.application->await("modified 1"));
+    machine.peripheral->readValue(machine.battery);
+    EXPECT_TRUE(machine.application->await("value"));
+    machine.peripheral->discoverServices();
+    EXPECT_TRUE(machine.application->await("services", 2));
+}
+
 TEST(BlueZPeripheral, ignoresCharacteristicsOfAnEarlierConnection) {
     Machine machine;
     machine.open();

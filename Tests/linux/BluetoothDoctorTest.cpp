@@ -1,6 +1,7 @@
 #include "Machine.hpp"
 
 #include <TarnelLinux/BluetoothDoctor.hpp>
+#include <TarnelLinux/SQLiteFile.hpp>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -348,6 +349,41 @@ TEST_F(BluetoothDoctor, looksAtSettings) {
     const auto inTheWay = examineSettings(root.path() / "file/org.example");
     EXPECT_EQ(inTheWay.result, Result::problem);
     EXPECT_EQ(inTheWay.remedy, "mv '" + (root / "file") + "' '" + (root / "file") + ".old'");
+}
+
+TEST_F(BluetoothDoctor, tellsSettingsThatAreHeldFromThoseThatCannotBeUsed) {
+    const fs::path folder = root.path() / "config/org.example";
+    const fs::path file = folder / "settings.sqlite";
+    fs::create_directories(folder);
+    {
+        SQLiteFile other(file, std::chrono::seconds(1));
+        other.run("CREATE TABLE defaults (key TEXT)");
+        other.run("BEGIN EXCLUSIVE");
+        const auto held = examineSettings(folder);
+        EXPECT_EQ(held.result, Result::notChecked);
+        EXPECT_THAT(held.text, HasSubstr("is held by another process"));
+        other.run("ROLLBACK");
+        EXPECT_EQ(examineSettings(folder).result, Result::ok);
+        other.run("PRAGMA user_version = 99");
+    }
+    const auto later = examineSettings(folder);
+    EXPECT_EQ(later.result, Result::problem);
+    EXPECT_THAT(later.text, HasSubstr("was written by a later version of the program"));
+    EXPECT_EQ(later.remedy, "mv '" + file.string() + "' '" + file.string() + ".later'");
+    fs::remove(file);
+    fs::create_directory(file);
+    const auto inTheWay = examineSettings(folder);
+    EXPECT_EQ(inTheWay.result, Result::problem);
+    EXPECT_THAT(inTheWay.text, testing::Not(HasSubstr("another process")));
+}
+
+TEST_F(BluetoothDoctor, takesTheAdaptersAddressInSmallLettersToo) {
+    machine.adapter = "00:aa:01:00:00:00";
+    examine();
+    EXPECT_THAT(problems(), IsEmpty());
+    machine.adapter = "00:aa:01:00:00:0";
+    examine();
+    EXPECT_THAT(problems(), testing::Contains("adapter"));
 }
 
 /// Exits with 1 when the settings are a problem to somebody without rights of their own, and says what mends it.

@@ -55,7 +55,14 @@ public:
         note("state", [&] { states.push_back(state); });
     }
     void centralConnected(const ConnectedCentral& central) override {
-        note("connected " + central.address, [&] { last = central; });
+        std::function<void()> meanwhile;
+        note("connected " + central.address, [&] {
+            last = central;
+            meanwhile = connecting;
+        });
+        if (meanwhile) {
+            meanwhile();
+        }
     }
     void centralChanged(const ConnectedCentral& central) override {
         note(central.isBonded ? "bonded" : "changed", [&] { last = central; });
@@ -118,6 +125,7 @@ public:
     bluez::AttributeAnswer reply;
     bool holdsAnswers = false;
     std::vector<AnswerAttribute> held;
+    std::function<void()> connecting; ///< holds the manager up while it tells of a central
 
 private:
     void note(

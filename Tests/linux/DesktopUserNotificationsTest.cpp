@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <map>
 #include <mutex>
 #include <thread>
 
@@ -279,6 +280,31 @@ TEST_F(DesktopUserNotificationsTest, ThatADyingDaemonLeavesOpenTellThatItDoesNot
     EXPECT_THAT(application.completions(1).back(), Optional(HasSubstr("does not answer")));
 }
 
+TEST_F(DesktopUserNotificationsTest, ReplaceOneThatTheDesktopHasNotTakenYet) {
+    desktop.hold("Notify");
+    application.add("a", "First");
+    while (desktop.calls("Notify") == 0) {
+        std::this_thread::yield();
+    }
+    application.add("a", "Second");
+    application.add("a", "Third");
+    application.add("b", "Other");
+    while (desktop.calls("Notify") == 1) {
+        std::this_thread::yield();
+    }
+    desktop.takeHeld();
+    EXPECT_THAT(application.completions(4), Each(noError));
+    const auto notifications = desktop.notifications();
+    ASSERT_THAT(notifications, SizeIs(4));
+    std::map<std::string, std::uint32_t> replaced;
+    for (const auto& notification : notifications) {
+        replaced[notification.summary] = notification.replaces;
+    }
+    const auto id = notifications[0].id;
+    EXPECT_EQ(replaced,
+              (std::map<std::string, std::uint32_t>{{"First", 0}, {"Second", id}, {"Third", id}, {"Other", 0}}));
+}
+
 TEST_F(DesktopUserNotificationsTest, AreRememberedInABoundedNumber) {
     constexpr auto most = DesktopUserNotifications::mostKept;
     for (std::size_t number = 0; number <= most; ++number) {
@@ -347,6 +373,20 @@ TEST(DesktopUserNotificationsWithoutADesktop, TellThatNoSessionBusRuns) {
     application.add("a");
     EXPECT_THAT(application.completions(1),
                 ElementsAre(Optional(std::string("The notification cannot be shown: no session bus runs."))));
+}
+
+TEST(DesktopUserNotificationsWithoutADesktop, DoNotWaitForABusThatIsSilent) {
+    const auto start = std::chrono::steady_clock::now();
+    {
+        const test::SilentBus bus;
+        NotifyingApplication application({.busAddress = bus.address(), .patience = 50ms});
+        application.add("a");
+        application.completions(1);
+        application.add("b");
+        EXPECT_THAT(application.completions(2),
+                    Each(Optional(std::string("The notification cannot be shown: the session bus does not answer."))));
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 20s);
 }
 
 TEST(DesktopUserNotificationsWithoutADesktop, TellThatAServiceDoesNotStart) {

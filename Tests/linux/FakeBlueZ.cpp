@@ -32,7 +32,17 @@ void FakeBlueZ::sync(const std::function<void()>& task) {
 void FakeBlueZ::start() {
     sync([this] {
         connection_ = sdbus::createSessionBusConnectionWithAddress(busAddress_);
-        connection_->addObjectManager("/", sdbus::floating_slot);
+        // What a client has begun ends with it.
+        connection_->addMatch(
+            "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged'",
+            [this](sdbus::Message& message) {
+                std::string name;
+                std::string before;
+                std::string after;
+                message >> name >> before >> after;
+                isDiscovering_ = isDiscovering_ && (name != discoverer_ || !after.empty());
+            },
+            sdbus::floating_slot);
         auto root = sdbus::createObject(*connection_, "/org/bluez");
         root->registerMethod("RegisterAgent")
             .onInterface(agentManagerInterface)
@@ -46,13 +56,8 @@ void FakeBlueZ::start() {
             .implementedAs([this](const sdbus::ObjectPath& path) { hasDefaultAgent_ = path == agent_; });
         root->finishRegistration();
         objects_["/org/bluez"] = std::move(root);
-        if (!adapter_.empty()) {
-            exportAdapter();
-            for (auto& [address, device] : devices_) {
-                if (device->isBonded) {
-                    exportDevice(*device);
-                }
-            }
+        if (!withholdsObjects_) {
+            exportObjects();
         }
         loop_.setSource({[this] {
                              const auto data = connection_->getEventLoopPollData();
@@ -92,6 +97,23 @@ void FakeBlueZ::crash() {
     });
 }
 
+void FakeBlueZ::tellObjects() {
+    sync([this] { exportObjects(); });
+}
+
+void FakeBlueZ::exportObjects() {
+    connection_->addObjectManager("/", sdbus::floating_slot);
+    if (adapter_.empty()) {
+        return;
+    }
+    exportAdapter();
+    for (auto& [address, device] : devices_) {
+        if (device->isBonded) {
+            exportDevice(*device);
+        }
+    }
+}
+
 // Adapters.
 
 void FakeBlueZ::addAdapter(const std::string& name, bool isPowered) {
@@ -119,8 +141,9 @@ void FakeBlueZ::exportAdapter() {
             filter_ =
                 found == filter.end() ? std::vector<std::string>() : found->second.get<std::vector<std::string>>();
         });
-    object->registerMethod("StartDiscovery").onInterface(adapterInterface).implementedAs([this] {
+    object->registerMethod("StartDiscovery").onInterface(adapterInterface).implementedAs([this, raw = object.get()] {
         count("StartDiscovery");
+        discoverer_ = raw->getCurrentlyProcessedMessage()->getSender();
         if (!isPowered_) {
             throw sdbus::Error("org.bluez.Error.NotReady", "Resource Not Ready");
         }

@@ -89,6 +89,9 @@ public:
     /// Comes up on the bus, or goes from it without a word.
     void start();
     void crash();
+    /// From its next start on, it does not say what objects it has; or it does.
+    void withholdObjects() { withholdsObjects_ = true; }
+    void tellObjects();
 
     void addAdapter(const std::string& name, bool isPowered = true);
     void removeAdapter(const std::string& name);
@@ -123,6 +126,7 @@ public:
     /// The adapter has no managers for that.
     void forbidPeripherals() { hasPeripherals_ = false; }
     void refuseAdvertisements(int count);
+    void answerAdvertisementsLate(int count);
     void releaseAdvertisement();
     std::optional<FakeAdvertisement> advertisement();
     std::vector<std::string> publishedServices();
@@ -156,6 +160,7 @@ private:
     void advertise(FakeDevice& device);
     void discover();
     std::string devicePath(const FakeDevice& device) const;
+    void exportObjects();
     void exportAdapter();
     void exportDevice(FakeDevice& device);
     void exportGatt(FakeDevice& device, bool withCharacteristics);
@@ -173,6 +178,8 @@ private:
     std::string adapter_;
     bool isPowered_ = false;
     bool isDiscovering_ = false;
+    std::string discoverer_; ///< the client that has it running
+    bool withholdsObjects_ = false;
     int deafDiscoveries_ = 0;
     std::vector<std::string> filter_;
     std::map<std::string, std::unique_ptr<FakeDevice>> devices_;

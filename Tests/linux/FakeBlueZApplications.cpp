@@ -25,6 +25,10 @@ void FakeBlueZ::refuseAdvertisements(int refusals) {
     sync([&] { server_.refusals = refusals; });
 }
 
+void FakeBlueZ::answerAdvertisementsLate(int answers) {
+    sync([&] { server_.lateAnswers = answers; });
+}
+
 void FakeBlueZ::releaseAdvertisement() {
     sync([&] { server_.release(); });
 }

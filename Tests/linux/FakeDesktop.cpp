@@ -89,7 +89,7 @@ void FakeDesktop::crash() {
 
 void FakeDesktop::notify(FakeNotification notification, sdbus::Result<std::uint32_t> result) {
     if (isHeld("Notify")) {
-        heldNotifications_.push_back(std::move(result));
+        heldNotifications_.emplace_back(std::move(notification), std::move(result));
         return;
     }
     std::unique_lock lock(mutex_);
@@ -116,11 +116,13 @@ void FakeDesktop::hold(const std::string& method) {
 
 void FakeDesktop::takeHeld() {
     sync([this] {
-        const std::lock_guard lock(mutex_);
-        for (auto& result : heldNotifications_) {
-            result.returnResults(nextId_++);
+        {
+            const std::lock_guard lock(mutex_);
+            std::erase(heldMethods_, "Notify");
         }
-        heldNotifications_.clear();
+        for (auto& [notification, result] : std::exchange(heldNotifications_, {})) {
+            notify(std::move(notification), std::move(result));
+        }
     });
 }
 

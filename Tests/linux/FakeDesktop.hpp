@@ -13,6 +13,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tarnel::test {
@@ -49,7 +50,7 @@ public:
     void setCapabilities(std::vector<std::string> capabilities);
     /// From now on no call of the method is answered.
     void hold(const std::string& method);
-    /// Takes the notifications that were held, in their order.
+    /// Takes the notifications that were held, in their order, and holds no more.
     void takeHeld();
     /// From now on notifications are refused with this text.
     void refuse(std::string text);
@@ -79,7 +80,7 @@ private:
     std::unique_ptr<sdbus::IConnection> connection_;
     std::unique_ptr<sdbus::IObject> object_;
     std::vector<sdbus::Result<std::vector<std::string>>> heldCapabilities_;
-    std::vector<sdbus::Result<std::uint32_t>> heldNotifications_;
+    std::vector<std::pair<FakeNotification, sdbus::Result<std::uint32_t>>> heldNotifications_;
 
     std::mutex mutex_; ///< of what follows
     std::condition_variable changed_;

@@ -125,6 +125,9 @@ void FakeGattServer::registerAdvertisement(sdbus::Result<> result, const std::st
         --refusals;
         return result.returnError(sdbus::Error("org.bluez.Error.NotPermitted", "Maximum advertisements reached"));
     }
+    if (path == advertisementPath_) {
+        return result.returnError(sdbus::Error("org.bluez.Error.AlreadyExists", "Already Exists"));
+    }
     advertisementPath_ = path;
     if (advertiser_) {
         gone_.push_back(std::move(advertiser_));
@@ -149,6 +152,10 @@ void FakeGattServer::registerAdvertisement(sdbus::Result<> result, const std::st
             read.name = valueOf<std::string>(properties, "LocalName");
             read.isDiscoverable = valueOf<bool>(properties, "Discoverable").value_or(false);
             advertisement = read;
+            if (lateAnswers > 0) {
+                --lateAnswers;
+                return held->returnError(sdbus::Error("org.freedesktop.DBus.Error.NoReply", "no answer in time"));
+            }
             held->returnResults();
         });
 }

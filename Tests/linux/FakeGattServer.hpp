@@ -52,7 +52,8 @@ public:
     // State, and what the next registrations meet.
 
     std::optional<FakeAdvertisement> advertisement;
-    int refusals = 0; ///< registrations of advertisements that are refused from now on
+    int refusals = 0;    ///< registrations of advertisements that are refused from now on
+    int lateAnswers = 0; ///< registrations of advertisements that are done, and answered when nobody waits any more
     std::map<std::string, std::vector<std::string>> flags; ///< of published characteristics, by lower-case UUID
     std::vector<std::string> services;                     ///< published, lower-case
     std::map<std::string, std::vector<Bytes>> notified;

@@ -1,11 +1,41 @@
 #pragma once
 
 #include <support/Command.hpp>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <memory>
 #include <string>
+#include <system_error>
 
 namespace tarnel::test {
+
+/// What somebody may take for a bus: it lets everybody connect, and says nothing.
+class SilentBus {
+public:
+    SilentBus() : socket_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un name{};
+        name.sun_family = AF_UNIX;
+        path().copy(name.sun_path, sizeof name.sun_path - 1);
+        if (::bind(socket_, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0 || ::listen(socket_, 5) != 0) {
+            throw std::system_error(errno, std::generic_category(), path());
+        }
+    }
+    ~SilentBus() { ::close(socket_); }
+    SilentBus(const SilentBus&) = delete;
+    SilentBus& operator=(const SilentBus&) = delete;
+
+    std::string address() const { return "unix:path=" + path(); }
+
+private:
+    std::string path() const { return folder_ / "bus"; }
+
+    const TemporaryFolder folder_;
+    const int socket_;
+};
 
 /// A D-Bus daemon of the test's own, at an address that stays the same when it is started again.
 class PrivateBus {
@@ -49,6 +79,9 @@ public:
         process_.reset();
         std::filesystem::remove(folder_.path() / "bus");
     }
+    /// Answers nobody until it goes on.
+    void pause() { process_->signal(SIGSTOP); }
+    void goOn() { process_->signal(SIGCONT); }
 
 private:
     std::string servicesFolder() const { return folder_ / "services"; }

@@ -1,12 +1,16 @@
+#include <TarnelLinux/SQLiteFile.hpp>
 #include <TarnelLinux/SQLiteUserDefaults.hpp>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <support/Command.hpp>
+#include <sys/file.h>
 #include <sys/fsuid.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -19,9 +23,11 @@ namespace tarnel {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Optional;
 
 constexpr const char* identifier = "org.example.shared";
 
@@ -288,6 +294,51 @@ TEST_F(SQLiteUserDefaultsTest, leaveTheFileOfALaterProgramAlone) {
     }
     EXPECT_EQ(test::readText(file().string()), later);
     EXPECT_THAT(reports(), ElementsAre(HasSubstr("later version")));
+}
+
+TEST_F(SQLiteUserDefaultsTest, sayWhyTheyCannotBeRead) {
+    EXPECT_EQ(open()->failure(), std::nullopt) << "there is nothing to read";
+    open()->set("a", 1);
+    EXPECT_EQ(open()->failure(), std::nullopt);
+    SQLiteFile(file(), 1s).run("PRAGMA user_version = 99");
+    EXPECT_THAT(open()->failure(), Optional(HasSubstr("later version")));
+    EXPECT_THAT(reports(), ElementsAre(HasSubstr("cannot be read")));
+    SQLiteFile(file(), 1s).run("PRAGMA user_version = 1");
+    EXPECT_EQ(open()->failure(), std::nullopt);
+}
+
+TEST_F(SQLiteUserDefaultsTest, doNotWaitForeverForAProcessThatIsStoppedWhileItOpensThem) {
+    open()->set("a", 1);
+    const int folder = ::open(file().parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(::flock(folder, LOCK_EX), 0);
+    {
+        const auto defaults = open();
+        EXPECT_TRUE(defaults->object("a").isNull());
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_TRUE(defaults->object("a").isNull());
+        EXPECT_THAT(defaults->failure(), Optional(HasSubstr("another process")));
+        EXPECT_LT(std::chrono::steady_clock::now() - start, 4s) << "it has been waited for in vain once";
+        ::close(folder);
+        EXPECT_EQ(defaults->object("a"), Value(1));
+        EXPECT_EQ(defaults->failure(), std::nullopt);
+    }
+    EXPECT_THAT(reports(), ElementsAre(HasSubstr("cannot be read")));
+}
+
+TEST_F(SQLiteUserDefaultsTest, giveWhatWasReadBeforeWhileAnotherProcessHoldsTheFile) {
+    const auto defaults = open();
+    defaults->set("a", 1);
+    defaults->synchronize();
+    EXPECT_EQ(defaults->object("a"), Value(1));
+    {
+        SQLiteFile other(file(), 1s);
+        other.run("BEGIN EXCLUSIVE");
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(defaults->object("a"), Value(1));
+        EXPECT_EQ(defaults->failure(), std::nullopt);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, 4s);
+    }
+    EXPECT_THAT(reports(), IsEmpty());
 }
 
 TEST_F(SQLiteUserDefaultsTest, workInMemoryWhenNothingCanBeStoredAndSayItOnce) {

@@ -3,11 +3,14 @@
 #include "GlassesOnTheBus.hpp"
 #include "Tarnel.hpp"
 
+#include <TarnelLinux/SQLiteFile.hpp>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -443,6 +446,19 @@ TEST_F(AirCommand, TheDoctorSaysWhatIsWrongAndHowItIsMended) {
     EXPECT_EQ(report.at("checks").at(0).at("check"), "bus");
     EXPECT_EQ(report.at("checks").at(0).at("result"), "problem");
     EXPECT_TRUE(report.at("checks").at(0).at("remedy").is_string());
+}
+
+TEST_F(AirCommand, SettingsThatCannotBeReadDoNotPassForEmptyOnes) {
+    GlassesOnTheBus pair(bluez);
+    link();
+    SQLiteFile(folder.path() / "com.brenlo.tarnel/settings.sqlite", std::chrono::seconds(5))
+        .run("PRAGMA user_version = 99");
+    for (const std::string command : {"status", "link", "unlink"}) {
+        const auto result = runTarnel({command});
+        EXPECT_EQ(result.status, 1) << command;
+        EXPECT_EQ(result.output, "") << command;
+        EXPECT_THAT(result.error, HasSubstr("tarnel: the settings cannot be read: it was written by a later version"));
+    }
 }
 
 TEST_F(AirCommand, TheDoctorDoesNotTouchDamagedSettings) {

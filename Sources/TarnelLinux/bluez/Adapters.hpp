@@ -7,7 +7,10 @@
 
 namespace tarnel::bluez {
 
-/// The path of the adapter to use: the wanted one, by its address or its name ("hci1"), or else one that is switched
+/// Whether the adapter has this name ("hci1"), or this address, in capital letters or small ones.
+bool isCalled(const std::string& path, const Properties& adapter, const std::string& wanted);
+
+/// The path of the adapter to use: the wanted one, as `isCalled` has it, or else one that is switched
 /// on, the one in use before all others. Empty when there is none.
 std::string chooseAdapter(const Bus& bus, const std::optional<std::string>& wanted, const std::string& inUse);
 

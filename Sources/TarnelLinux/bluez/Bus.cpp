@@ -2,6 +2,8 @@
 #include <TarnelLinux/bluez/Names.hpp>
 
 #include <algorithm>
+#include <array>
+#include <string_view>
 #include <utility>
 
 namespace tarnel::bluez {
@@ -11,6 +13,20 @@ using namespace std::chrono_literals;
 
 constexpr auto firstRetry = 250ms;
 constexpr auto longestRetry = 5000ms;
+/// How long a bus may be silent before that is told.
+constexpr auto busPatience = 5s;
+constexpr std::chrono::milliseconds firstRead = 500ms;
+constexpr std::chrono::milliseconds longestRead = 30s;
+
+/// Whether somebody who is on the bus may answer another time. Whoever comes to it is announced.
+bool mayAnswerLater(const Failure& failure) {
+    constexpr std::array<std::string_view, 6> final_{
+        "org.freedesktop.DBus.Error.ServiceUnknown", "org.freedesktop.DBus.Error.NameHasNoOwner",
+        "org.freedesktop.DBus.Error.AccessDenied",   "org.freedesktop.DBus.Error.Disconnected",
+        "org.freedesktop.DBus.Error.Spawn.",         "org.freedesktop.systemd1."};
+    return std::none_of(final_.begin(), final_.end(),
+                        [&](std::string_view name) { return failure.name.starts_with(name); });
+}
 
 } // namespace
 
@@ -38,24 +54,48 @@ void Bus::start() {
     connect();
 }
 
+void Bus::end() {
+    hasEnded_ = true;
+    proxies_.clear();
+    matches_.clear();
+    connection_.reset();
+    pending_.clear();
+}
+
 void Bus::connect() {
-    try {
-        connection_ =
-            address_ ? sdbus::createSessionBusConnectionWithAddress(*address_) : sdbus::createSystemBusConnection();
-        ++connections_;
-        const auto receive = [this](sdbus::Message& message) { received(message); };
-        const std::string signals = std::string("type='signal',sender='") + serviceName + "',interface='";
-        matches_.push_back(connection_->addMatch(std::string("type='signal',sender='org.freedesktop.DBus',") +
-                                                     "member='NameOwnerChanged',arg0='" + serviceName + "'",
-                                                 receive));
-        matches_.push_back(connection_->addMatch(signals + objectManagerInterface + "'", receive));
-        matches_.push_back(connection_->addMatch(signals + propertiesInterface + "'", receive));
-        matches_.push_back(connection_->addMatch(signals + deviceInterface + "'", receive));
-        retryDelay_ = 0ms;
-    } catch (const sdbus::Error& error) {
-        lost({error.getName(), error.getMessage()});
-        return;
+    const std::string signals = std::string("type='signal',sender='") + serviceName + "',interface='";
+    BusWish wish{.connect =
+                     [address = address_] {
+                         return address ? sdbus::createSessionBusConnectionWithAddress(*address)
+                                        : sdbus::createSystemBusConnection();
+                     },
+                 .matches = {std::string("type='signal',sender='org.freedesktop.DBus',") +
+                                 "member='NameOwnerChanged',arg0='" + serviceName + "'",
+                             signals + objectManagerInterface + "'", signals + propertiesInterface + "'",
+                             signals + deviceInterface + "'"},
+                 .matched = [this](sdbus::Message& message) { received(message); }};
+    const auto silence = loop_.after(busPatience, [this, alive = isAlive_] {
+        if (*alive) {
+            failure_ = Failure{"org.freedesktop.DBus.Error.NoReply", "the bus does not answer"};
+            listener_.daemonChanged(false);
+        }
+    });
+    openBus(loop_, std::move(wish), [this, alive = isAlive_, silence](OpenedBus bus) {
+        if (*alive && !hasEnded_) {
+            loop_.cancel(silence);
+            opened(std::move(bus));
+        }
+    });
+}
+
+void Bus::opened(OpenedBus bus) {
+    if (!bus.connection) {
+        return lost(bus.failure);
     }
+    connection_ = std::move(bus.connection);
+    matches_ = std::move(bus.matches);
+    ++connections_;
+    retryDelay_ = 0ms;
     if (connectionChanged_) {
         connectionChanged_(connection_.get());
     }
@@ -65,7 +105,7 @@ void Bus::connect() {
 void Bus::connectLater() {
     retryDelay_ = std::clamp<std::chrono::milliseconds>(retryDelay_ * 2, firstRetry, longestRetry);
     loop_.after(retryDelay_, [this, alive = isAlive_] {
-        if (*alive && !connection_) {
+        if (*alive && !hasEnded_) {
             connect();
         }
     });
@@ -93,15 +133,17 @@ void Bus::lost(const Failure& failure) {
     connection_.reset();
     ++connections_;
     loseDaemon();
-    for (auto& [number, done] : std::exchange(pending_, {})) {
-        done(nullptr, &failure);
+    for (auto& [number, pending] : std::exchange(pending_, {})) {
+        pending.done(nullptr, &failure);
     }
     connectLater();
 }
 
 void Bus::loseDaemon() {
     ++daemons_;
-    objects_.clear();
+    for (const auto& [path, interfaces] : std::exchange(objects_, {})) {
+        dropProxy(path);
+    }
     isDaemonThere_ = false;
     listener_.daemonChanged(false);
 }
@@ -119,8 +161,9 @@ void Bus::gotObjects(sdbus::MethodReply* reply, const Failure* failure) {
     if (failure) {
         failure_ = *failure;
         listener_.daemonChanged(false);
-        return;
+        return mayAnswerLater(*failure) ? readObjectsLater() : void();
     }
+    readDelay_ = 0ms;
     std::map<sdbus::ObjectPath, Interfaces> objects;
     *reply >> objects;
     for (auto& [path, interfaces] : objects) {
@@ -129,6 +172,15 @@ void Bus::gotObjects(sdbus::MethodReply* reply, const Failure* failure) {
     failure_.reset();
     isDaemonThere_ = true;
     listener_.daemonChanged(true);
+}
+
+void Bus::readObjectsLater() {
+    readDelay_ = std::clamp(readDelay_ * 2, firstRead, longestRead);
+    loop_.after(readDelay_, [this, alive = isAlive_, daemon = daemons_] {
+        if (*alive && daemon == daemons_ && connection_) {
+            readObjects();
+        }
+    });
 }
 
 /// Signals become tasks, as answers do, and so keep their order among them.
@@ -178,6 +230,8 @@ void Bus::received(sdbus::Message& message) {
 }
 
 void Bus::ownerChanged(const std::string& owner) {
+    failure_.reset();
+    readDelay_ = 0ms;
     loseDaemon();
     if (!owner.empty()) {
         readObjects();
@@ -207,7 +261,18 @@ void Bus::removed(const std::string& path, const std::vector<std::string>& inter
     }
     if (object->second.empty()) {
         objects_.erase(object);
-        proxies_.erase(path);
+        dropProxy(path);
+    }
+}
+
+/// What the object has been asked goes with its proxy, so whoever waits for an answer gets one here.
+void Bus::dropProxy(const std::string& path) {
+    proxies_.erase(path);
+    for (const auto& [number, pending] : pending_) {
+        if (pending.path == path) {
+            answerLater(number, std::nullopt,
+                        Failure{"org.freedesktop.DBus.Error.UnknownObject", "the object is gone"});
+        }
     }
 }
 
@@ -266,18 +331,10 @@ sdbus::IProxy& Bus::proxy(const std::string& path) {
 void Bus::call(const std::string& path, const std::string& interface, const std::string& method, const Fill& fill,
                Done done, std::chrono::seconds patience) {
     const std::uint64_t number = ++lastCall_;
-    pending_.emplace(number, std::move(done));
-    // Answers run as tasks of their own, so that they may call, and end, whatever they like.
-    const auto later = [this, alive = isAlive_, number](std::optional<sdbus::MethodReply> reply,
-                                                        std::optional<Failure> failure) {
-        loop_.post([this, alive, number, reply = std::move(reply), failure = std::move(failure)]() mutable {
-            if (*alive) {
-                answer(number, reply ? &*reply : nullptr, failure ? &*failure : nullptr);
-            }
-        });
-    };
+    pending_.emplace(number, Pending{path, std::move(done)});
     if (!connection_) {
-        later(std::nullopt, Failure{"org.freedesktop.DBus.Error.Disconnected", "there is no connection to the bus"});
+        answerLater(number, std::nullopt,
+                    Failure{"org.freedesktop.DBus.Error.Disconnected", "there is no connection to the bus"});
         return;
     }
     try {
@@ -288,17 +345,26 @@ void Bus::call(const std::string& path, const std::string& interface, const std:
         }
         object.callMethod(
             message,
-            [later](sdbus::MethodReply& reply, const sdbus::Error* error) {
+            [this, number](sdbus::MethodReply& reply, const sdbus::Error* error) {
                 if (error) {
-                    later(std::nullopt, Failure{error->getName(), error->getMessage()});
+                    answerLater(number, std::nullopt, Failure{error->getName(), error->getMessage()});
                 } else {
-                    later(reply, std::nullopt);
+                    answerLater(number, reply, std::nullopt);
                 }
             },
             patience);
     } catch (const sdbus::Error& error) {
-        later(std::nullopt, Failure{error.getName(), error.getMessage()});
+        answerLater(number, std::nullopt, Failure{error.getName(), error.getMessage()});
     }
+}
+
+/// Answers run as tasks of their own, so that they may call, and end, whatever they like.
+void Bus::answerLater(std::uint64_t number, std::optional<sdbus::MethodReply> reply, std::optional<Failure> failure) {
+    loop_.post([this, alive = isAlive_, number, reply = std::move(reply), failure = std::move(failure)]() mutable {
+        if (*alive) {
+            answer(number, reply ? &*reply : nullptr, failure ? &*failure : nullptr);
+        }
+    });
 }
 
 void Bus::answer(std::uint64_t number, sdbus::MethodReply* reply, const Failure* failure) {
@@ -306,11 +372,22 @@ void Bus::answer(std::uint64_t number, sdbus::MethodReply* reply, const Failure*
     if (entry.empty()) {
         return;
     }
+    const auto alive = isAlive_;
     try {
-        entry.mapped()(reply, failure);
+        entry.mapped().done(reply, failure);
     } catch (const sdbus::Error& error) {
         const Failure shape{error.getName(), error.getMessage()};
-        entry.mapped()(nullptr, &shape);
+        entry.mapped().done(nullptr, &shape);
+    }
+    if (!*alive) {
+        return;
+    }
+    const std::string& path = entry.mapped().path;
+    const bool isNeeded =
+        objects_.contains(path) ||
+        std::any_of(pending_.begin(), pending_.end(), [&](const auto& other) { return other.second.path == path; });
+    if (!isNeeded) {
+        proxies_.erase(path);
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <TarnelLinux/bluez/BusOpener.hpp>
 #include <TarnelLinux/bluez/EventLoop.hpp>
 
 #include <sdbus-c++/sdbus-c++.h>
@@ -16,12 +17,6 @@ namespace tarnel::bluez {
 
 using Properties = std::map<std::string, sdbus::Variant>;
 using Interfaces = std::map<std::string, Properties>;
-
-/// Why a method call failed: the D-Bus error's name and its text.
-struct Failure {
-    std::string name;
-    std::string message;
-};
 
 /// The value of a property when it has this type.
 template <typename T>
@@ -63,15 +58,17 @@ public:
     Bus& operator=(const Bus&) = delete;
 
     void start();
+    /// Sends what has been asked for, leaves the bus and does nothing from then on. What is not answered yet never is.
+    void end();
 
     bool isDaemonThere() const { return isDaemonThere_; }
-    /// Why the daemon cannot be reached.
+    /// Why the daemon cannot be reached; "org.freedesktop.DBus.Error.NoReply" while it, or the bus, does not answer.
     const std::optional<Failure>& failure() const { return failure_; }
     const std::map<std::string, Interfaces>& objects() const { return objects_; }
     /// Null when there is no such object or interface.
     const Properties* properties(const std::string& path, const std::string& interface) const;
 
-    /// Calls a method of the daemon. `done` is called later, in any case.
+    /// Calls a method of the daemon. `done` is called later, in any case; with a failure at once when the object goes.
     void call(const std::string& path, const std::string& interface, const std::string& method, const Fill& fill,
               Done done, std::chrono::seconds patience = std::chrono::seconds(25));
 
@@ -86,12 +83,14 @@ public:
 
 private:
     void connect();
+    void opened(OpenedBus bus);
     void connectLater();
     void dispatch();
     void lost(const Failure& failure);
     void loseDaemon();
     void readObjects();
     void gotObjects(sdbus::MethodReply* reply, const Failure* failure);
+    void readObjectsLater();
     void received(sdbus::Message& message);
     void ownerChanged(const std::string& owner);
     void added(const std::string& path, const Interfaces& interfaces);
@@ -99,6 +98,8 @@ private:
     void changed(const std::string& path, const std::string& interface, const Properties& properties,
                  const std::vector<std::string>& invalidated);
     void answer(std::uint64_t number, sdbus::MethodReply* reply, const Failure* failure);
+    void answerLater(std::uint64_t number, std::optional<sdbus::MethodReply> reply, std::optional<Failure> failure);
+    void dropProxy(const std::string& path);
     sdbus::IProxy& proxy(const std::string& path);
 
     EventLoop& loop_;
@@ -109,13 +110,19 @@ private:
     std::uint64_t connections_ = 0; ///< tells answers of this connection from those of one that is gone
     std::vector<sdbus::Slot> matches_;
     std::map<std::string, std::unique_ptr<sdbus::IProxy>> proxies_;
-    std::map<std::uint64_t, Done> pending_;
+    struct Pending {
+        std::string path;
+        Done done;
+    };
+    std::map<std::uint64_t, Pending> pending_;
     std::uint64_t lastCall_ = 0;
     std::map<std::string, Interfaces> objects_;
     std::uint64_t daemons_ = 0; ///< tells what was asked of this daemon from what was asked of the one before
     bool isDaemonThere_ = false;
     std::optional<Failure> failure_;
     std::chrono::milliseconds retryDelay_{0};
+    std::chrono::milliseconds readDelay_{0};
+    bool hasEnded_ = false;
     std::shared_ptr<bool> isAlive_ = std::make_shared<bool>(true);
 };
 

@@ -58,14 +58,8 @@ Central::Central(std::shared_ptr<Host> host, std::weak_ptr<platform::BluetoothCe
     : host_(std::move(host)), queue_(std::move(queue)), delegate_(std::move(delegate)) {}
 
 Central::~Central() {
-    std::vector<std::shared_ptr<Peripheral>> held;
-    for (const auto& [address, weak] : peripherals_) {
-        if (auto peripheral = weak.lock()) {
-            held.push_back(std::move(peripheral));
-        }
-    }
     // The host waits for its loop when it ends.
-    host_->loop().post([host = host_.get(), held = std::move(held)] {
+    host_->loop().post([host = host_.get(), held = peripherals_.all()] {
         for (const auto& peripheral : held) {
             host->links().cancel(peripheral);
         }
@@ -107,11 +101,10 @@ void Central::tell(const std::function<void(platform::BluetoothCentralDelegate&)
 
 std::shared_ptr<Peripheral> Central::peripheral(const UUID& identifier, const std::string& address) {
     const std::lock_guard lock(mutex_);
-    auto& entry = peripherals_[address];
-    auto existing = entry.lock();
+    auto existing = peripherals_.find(address);
     if (!existing) {
         existing = std::make_shared<Peripheral>(identifier, address, weak_from_this(), host_);
-        entry = existing;
+        peripherals_.set(address, existing);
     }
     return existing;
 }
@@ -128,7 +121,7 @@ void Central::scanForPeripherals(const std::vector<UUID>& services) {
     isScanning_ = true;
     post([services, number = ++scans_](Central& self) {
         if (self.host_->state() == CentralState::poweredOn && self.scans_ == number) {
-            self.scan_ = Scan{{services.begin(), services.end()}, number, {}};
+            self.scan_ = Scan{{services.begin(), services.end()}, number, {}, {}};
             self.host_->updateDiscovery();
             self.host_->restartDiscovery();
         }
@@ -184,15 +177,22 @@ void Central::connect(const platform::PeripheralPointer& peripheral) {
 
 void Central::cancelPeripheralConnection(const platform::PeripheralPointer& peripheral) {
     const auto asked = own(peripheral);
-    if (!asked || state_ != CentralState::poweredOn) {
+    if (!asked) {
         return;
     }
-    asked->willCancel();
-    post([asked](Central& self) { self.host_->links().cancel(asked); });
+    if (state_ == CentralState::poweredOn) {
+        asked->willCancel();
+    }
+    post([asked](Central& self) {
+        self.registered_.erase(asked->address());
+        self.host_->links().cancel(asked);
+        self.host_->updateDiscovery();
+    });
 }
 
 void Central::registerForConnectionEvents(const std::vector<UUID>& identifiers) {
     post([identifiers](Central& self) {
+        self.registered_.clear();
         for (const auto& identifier : identifiers) {
             if (const auto address = addressOfIdentifier(identifier)) {
                 self.registered_[*address] = false;
@@ -246,11 +246,7 @@ void Central::losePower() {
     std::vector<std::shared_ptr<Peripheral>> all;
     {
         const std::lock_guard lock(mutex_);
-        for (const auto& [address, weak] : peripherals_) {
-            if (auto peripheral = weak.lock()) {
-                all.push_back(std::move(peripheral));
-            }
-        }
+        all = peripherals_.all();
     }
     for (const auto& peripheral : all) {
         peripheral->lostPower();
@@ -269,7 +265,13 @@ void Central::deviceSeen(const std::string& address, const Properties& device) {
     if (isKnown || !matches(scan_->services, advertisement)) {
         return;
     }
-    scan_->reported.insert_or_assign(address, advertisement);
+    if (scan_->reported.insert_or_assign(address, advertisement).second) {
+        scan_->order.push_back(address);
+    }
+    if (scan_->order.size() > mostReported) {
+        scan_->reported.erase(scan_->order.front());
+        scan_->order.pop_front();
+    }
     const int rssi = valueOf<std::int16_t>(device, "RSSI").value_or(0);
     async([this, number = scan_->number, found = peripheral(*identifier, address), advertisement, rssi] {
         if (scans_ == number) {

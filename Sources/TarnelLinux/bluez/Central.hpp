@@ -2,9 +2,11 @@
 
 #include <TarnelLinux/bluez/Host.hpp>
 #include <TarnelLinux/bluez/Peripheral.hpp>
+#include <TarnelLinux/bluez/WeakMap.hpp>
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -19,6 +21,10 @@ namespace tarnel::bluez {
 /// One application's central on this machine.
 class Central final : public platform::BluetoothCentral, public std::enable_shared_from_this<Central> {
 public:
+    /// Of as many devices a scan knows that it has reported them; one that was reported before them is reported again
+    /// when it is still there.
+    static constexpr std::size_t mostReported = 1024;
+
     Central(std::shared_ptr<Host> host, std::weak_ptr<platform::BluetoothCentralDelegate> delegate,
             std::shared_ptr<platform::Queue> queue);
     ~Central() override;
@@ -54,6 +60,7 @@ private:
         std::set<UUID> services;
         std::uint64_t number = 0;
         std::map<std::string, platform::AdvertisementData> reported;
+        std::deque<std::string> order; ///< in which they were reported first
     };
 
     std::shared_ptr<Peripheral> peripheral(const UUID& identifier, const std::string& address);
@@ -68,7 +75,7 @@ private:
     std::atomic<std::uint64_t> scans_ = 0; ///< tells the scan under way from those before it
     mutable std::mutex mutex_;             ///< of the two below
     std::weak_ptr<platform::BluetoothCentralDelegate> delegate_;
-    std::map<std::string, std::weak_ptr<Peripheral>> peripherals_;
+    WeakMap<Peripheral> peripherals_;
 
     // On the loop's thread.
     std::optional<Scan> scan_;

@@ -3,6 +3,8 @@
 #include <TarnelSDK/platform/UUID.hpp>
 
 #include <algorithm>
+#include <cstddef>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -13,9 +15,12 @@
 
 namespace tarnel::bluez {
 
-/// What the daemon says of devices, for those who ask without waiting. Any thread.
+/// What the daemon says of devices, for those who ask without waiting; of devices that it no longer knows, what it said
+/// of the newest `mostGone`. Any thread.
 class Directory {
 public:
+    static constexpr std::size_t mostGone = 256;
+
     struct Entry {
         std::optional<std::string> name;
         std::vector<UUID> services;
@@ -34,20 +39,31 @@ public:
 
     void set(const std::string& address, Entry entry) {
         const std::lock_guard lock(mutex_);
+        std::erase(gone_, address);
         entries_.insert_or_assign(address, std::move(entry));
     }
-    void disconnect(const std::string& address) {
+    /// The daemon no longer knows the device.
+    void lose(const std::string& address) {
         const std::lock_guard lock(mutex_);
         if (const auto found = entries_.find(address); found != entries_.end()) {
             found->second.isConnected = false;
+            std::erase(gone_, address);
+            gone_.push_back(address);
         }
+        notified_.erase(address);
+        dropOldest();
     }
-    /// No device is connected any more. Names stay.
-    void disconnectAll() {
+    /// Nobody knows of any device.
+    void loseAll() {
         const std::lock_guard lock(mutex_);
         for (auto& [address, entry] : entries_) {
             entry.isConnected = false;
+            if (std::find(gone_.begin(), gone_.end(), address) == gone_.end()) {
+                gone_.push_back(address);
+            }
         }
+        notified_.clear();
+        dropOldest();
     }
 
     std::optional<std::string> name(const std::string& address) const {
@@ -68,9 +84,23 @@ public:
         return addresses;
     }
 
+    /// Of how many devices it knows anything.
+    std::size_t size() const {
+        const std::lock_guard lock(mutex_);
+        return entries_.size();
+    }
+
 private:
+    void dropOldest() {
+        while (gone_.size() > mostGone) {
+            entries_.erase(gone_.front());
+            gone_.pop_front();
+        }
+    }
+
     mutable std::mutex mutex_;
     std::map<std::string, Entry> entries_;
+    std::deque<std::string> gone_; ///< of these, oldest first, the daemon no longer knows
     std::set<std::string> notified_;
 };
 

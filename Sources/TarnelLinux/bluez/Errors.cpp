@@ -93,4 +93,13 @@ bool isInProgress(const Failure& failure) {
            contains(failure, "InProgress") || contains(failure, "busy");
 }
 
+bool isForbidden(const Failure& failure) {
+    return failure.name == "org.freedesktop.DBus.Error.AccessDenied" ||
+           failure.name == "org.freedesktop.DBus.Error.AuthFailed";
+}
+
+bool isSilence(const Failure& failure) {
+    return failure.name == "org.freedesktop.DBus.Error.NoReply" || failure.name == "org.freedesktop.DBus.Error.Timeout";
+}
+
 } // namespace tarnel::bluez

@@ -16,4 +16,10 @@ platform::BluetoothError centralError(int code, std::string description);
 /// The call may succeed when it is made again: the daemon was busy with another.
 bool isInProgress(const Failure& failure);
 
+/// The bus lets this process not speak to the daemon.
+bool isForbidden(const Failure& failure);
+
+/// The bus, or the daemon, is there and does not answer.
+bool isSilence(const Failure& failure);
+
 } // namespace tarnel::bluez

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <condition_variable>
 #include <map>
 #include <mutex>
 #include <system_error>
@@ -28,6 +29,7 @@ struct EventLoop::State {
     void runDue();
     void wait();
     int milliseconds(int least) const;
+    void post(Task task);
     void signal() const {
         const std::uint64_t one = 1;
         [[maybe_unused]] const auto written = ::write(wake, &one, sizeof one);
@@ -42,14 +44,16 @@ struct EventLoop::State {
     std::vector<Task> posted;
     bool isEnding = false;    ///< takes no more tasks
     bool hasEndedNow = false; ///< runs no more tasks
+    bool isOver = false;      ///< the thread has done all it does
+    std::condition_variable over;
+    std::thread thread; ///< until somebody sees to its end
+    std::thread::id id;
 
     // Of the loop's thread.
     std::map<std::pair<Clock::time_point, Timer>, Task> timers;
     Timer lastTimer = 0;
     std::map<int, std::pair<short, std::shared_ptr<std::function<void(short)>>>> watched;
     std::shared_ptr<const Source> source; ///< may be replaced while it runs
-
-    std::thread thread;
 };
 
 EventLoop::State::State() : wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
@@ -78,6 +82,12 @@ void EventLoop::State::run() {
         const std::lock_guard lock(mutex);
         dropped = std::exchange(posted, {});
     }
+    dropped.clear();
+    {
+        const std::lock_guard lock(mutex);
+        isOver = true;
+    }
+    over.notify_all();
 }
 
 void EventLoop::State::runPosted() {
@@ -140,7 +150,9 @@ void EventLoop::State::wait() {
 }
 
 EventLoop::EventLoop() : state_(std::make_shared<State>()) {
+    const std::lock_guard lock(state_->mutex);
     state_->thread = std::thread([state = state_] { state->run(); });
+    state_->id = state_->thread.get_id();
 }
 
 EventLoop::~EventLoop() {
@@ -148,44 +160,58 @@ EventLoop::~EventLoop() {
 }
 
 void EventLoop::end() {
-    State& state = *state_;
-    if (!state.thread.joinable()) {
-        return;
-    }
-    const bool isOwnThread = state.thread.get_id() == std::this_thread::get_id();
+    const auto kept = state_;
+    State& state = *kept;
+    std::unique_lock lock(state.mutex);
+    const bool isOwnThread = state.id == std::this_thread::get_id();
     const auto stop = [&state] {
-        const std::lock_guard lock(state.mutex);
+        const std::lock_guard locked(state.mutex);
         state.hasEndedNow = true;
     };
-    {
-        const std::lock_guard lock(state.mutex);
-        if (!std::exchange(state.isEnding, true) && !isOwnThread) {
-            state.posted.push_back(stop);
-        }
-    }
-    state.signal();
     if (isOwnThread) {
-        stop();
-        state.thread.detach();
-    } else {
-        state.thread.join();
+        state.hasEndedNow = true;
+    } else if (!state.isEnding) {
+        state.posted.push_back(stop);
+    }
+    state.isEnding = true;
+    state.signal();
+    // Only one may join or detach it.
+    std::thread thread = std::exchange(state.thread, {});
+    if (isOwnThread) {
+        if (thread.joinable()) {
+            thread.detach();
+        }
+        return;
+    }
+    state.over.wait(lock, [&state] { return state.isOver; });
+    lock.unlock();
+    if (thread.joinable()) {
+        thread.join();
+    }
+}
+
+void EventLoop::State::post(Task task) {
+    bool isFirst = false;
+    {
+        const std::lock_guard lock(mutex);
+        if (isEnding) {
+            return;
+        }
+        isFirst = posted.empty();
+        posted.push_back(std::move(task));
+    }
+    // The others are taken along with it.
+    if (isFirst) {
+        signal();
     }
 }
 
 void EventLoop::post(Task task) {
-    bool isFirst = false;
-    {
-        const std::lock_guard lock(state_->mutex);
-        if (state_->isEnding) {
-            return;
-        }
-        isFirst = state_->posted.empty();
-        state_->posted.push_back(std::move(task));
-    }
-    // The others are taken along with it.
-    if (isFirst) {
-        state_->signal();
-    }
+    state_->post(std::move(task));
+}
+
+std::function<void(EventLoop::Task)> EventLoop::poster() const {
+    return [state = state_](Task task) { state->post(std::move(task)); };
 }
 
 EventLoop::Timer EventLoop::after(Duration delay, Task task) {

@@ -33,8 +33,10 @@ public:
 
     /// Any thread.
     void post(Task task);
+    /// Does the same, and nothing once the loop has ended or is gone. Any thread.
+    std::function<void(Task)> poster() const;
     /// Runs what has been posted so far, drops all else, and returns when the thread has ended; called on that thread,
-    /// at once, and then it ends after the task under way. Any thread, once or more.
+    /// at once, and then it ends after the task under way. Any thread, once or more, from several at a time.
     void end();
 
     // On the loop's thread only.

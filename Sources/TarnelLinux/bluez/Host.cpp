@@ -1,5 +1,6 @@
 #include <TarnelLinux/bluez/Adapters.hpp>
 #include <TarnelLinux/bluez/Central.hpp>
+#include <TarnelLinux/bluez/Errors.hpp>
 #include <TarnelLinux/bluez/Host.hpp>
 #include <TarnelLinux/bluez/Names.hpp>
 #include <TarnelLinux/bluez/Peripheral.hpp>
@@ -56,6 +57,11 @@ void Host::end() {
             notifications_->update({}, false);
             notifications_.reset();
         }
+        // Centrals that are left keep the host, but nothing on the bus.
+        centrals_.clear();
+        discovery_.setWish({});
+        agent_.expose(nullptr);
+        bus_.end();
     });
     loop_.end();
 }
@@ -88,9 +94,10 @@ void Host::dropGoneCentrals() {
 CentralState Host::stateOf(const std::string& adapter) const {
     if (!bus_.isDaemonThere()) {
         const auto& failure = bus_.failure();
-        const bool isForbidden = failure && (failure->name == "org.freedesktop.DBus.Error.AccessDenied" ||
-                                             failure->name == "org.freedesktop.DBus.Error.AuthFailed");
-        return isForbidden ? CentralState::unauthorized : CentralState::poweredOff;
+        if (failure && isForbidden(*failure)) {
+            return CentralState::unauthorized;
+        }
+        return failure && isSilence(*failure) ? CentralState::unknown : CentralState::poweredOff;
     }
     const Properties* properties = bus_.properties(adapter, adapterInterface);
     if (!properties) {
@@ -139,7 +146,7 @@ void Host::setState(CentralState state) {
     state_ = state;
     if (state != CentralState::poweredOn) {
         links_.lostPower();
-        directory_.disconnectAll();
+        directory_.loseAll();
         discovery_.setAdapter("");
     } else {
         for (const auto& [path, interfaces] : bus_.objects()) {
@@ -306,6 +313,15 @@ void Host::deviceSeen(const std::string& address, const Properties& device) {
     updateDiscovery();
 }
 
+void Host::tellReachability(const std::string& address, bool isReachable) {
+    for (const auto& weak : centrals_) {
+        if (const auto central = weak.lock()) {
+            central->reachabilityChanged(address, isReachable);
+        }
+    }
+    updateDiscovery();
+}
+
 void Host::deviceChanged(const std::string& path, const Properties& changed) {
     const auto address = addressAt(path);
     const Properties* device = bus_.properties(path, deviceInterface);
@@ -322,12 +338,7 @@ void Host::deviceChanged(const std::string& path, const Properties& changed) {
             directory_.setReadsNotifications(*address, false);
         }
         links_.connectedChanged(*address, *hasConnected);
-        for (const auto& weak : centrals_) {
-            if (const auto central = weak.lock()) {
-                central->reachabilityChanged(*address, *hasConnected);
-            }
-        }
-        updateDiscovery();
+        tellReachability(*address, *hasConnected);
     }
     // Services are resolved while there is a connection, and the signal of that one may be missing.
     const bool isConnected = valueOf<bool>(*device, "Connected").value_or(false);
@@ -386,8 +397,9 @@ void Host::interfaceRemoved(const std::string& path, const std::string& interfac
     } else if (interface == deviceInterface) {
         const auto address = valueOf<std::string>(properties, "Address");
         if (address && !adapter_.empty() && path.starts_with(adapter_ + "/")) {
-            directory_.disconnect(*address);
+            directory_.lose(*address);
             links_.deviceRemoved(*address);
+            tellReachability(*address, false);
         }
     } else {
         for (const auto& user : usersAt(path)) {

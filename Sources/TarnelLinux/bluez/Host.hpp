@@ -87,6 +87,7 @@ private:
     void awaitPower();
     void deviceChanged(const std::string& path, const Properties& changed);
     void deviceSeen(const std::string& address, const Properties& device);
+    void tellReachability(const std::string& address, bool isReachable);
     void learn(const std::string& address, const Properties& device);
     /// The device whose object this is, or is below; empty when it is of another adapter.
     std::optional<std::string> addressAt(const std::string& path) const;

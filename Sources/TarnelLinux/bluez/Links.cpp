@@ -78,7 +78,6 @@ void Links::connect(const std::shared_ptr<Peripheral>& peripheral) {
 
 void Links::attach(const std::string& address, Link& link) {
     link.failures = 0;
-    link.awaitsSighting = false;
     link.isRestarted = false;
     lostBonds_.connected(address);
     const auto path = host_.devicePath(address);
@@ -183,7 +182,6 @@ void Links::attempt(const std::string& address) {
         return;
     }
     link.isConnecting = true;
-    link.awaitsSighting = false;
     link.lastAttempt = std::chrono::steady_clock::now();
     takeRadio();
     host_.bus().call(
@@ -267,9 +265,8 @@ void Links::attemptFailed(const std::string& address, Link& link, const Failure&
     }
     // The first failure is often the radio's, and cured by asking again.
     if (++link.failures == 1) {
-        return attempt(address);
+        attempt(address);
     }
-    link.awaitsSighting = true;
 }
 
 void Links::endedByItself(const std::string& address) {

@@ -57,7 +57,6 @@ private:
         std::vector<std::shared_ptr<Peripheral>> users;
         bool isConnecting = false;
         bool isDisconnecting = false;
-        bool awaitsSighting = false;
         bool isRestarted = false; ///< an attempt that another client left behind was cancelled
         int failures = 0;         ///< in a row, since the device was heard
         std::chrono::steady_clock::time_point lastAttempt;

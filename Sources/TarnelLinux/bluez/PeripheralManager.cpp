@@ -1,4 +1,5 @@
 #include <TarnelLinux/bluez/Adapters.hpp>
+#include <TarnelLinux/bluez/Errors.hpp>
 #include <TarnelLinux/bluez/Names.hpp>
 #include <TarnelLinux/bluez/PeripheralManager.hpp>
 
@@ -179,9 +180,7 @@ Radio PeripheralManager::radio() const {
         if (!failure) {
             return told_ ? Radio::noService : Radio::unknown;
         }
-        const bool isForbidden = failure->name == "org.freedesktop.DBus.Error.AccessDenied" ||
-                                 failure->name == "org.freedesktop.DBus.Error.AuthFailed";
-        return isForbidden ? Radio::forbidden : Radio::noService;
+        return isForbidden(*failure) ? Radio::forbidden : Radio::noService;
     }
     if (adapter_.empty()) {
         return Radio::noAdapter;
@@ -236,15 +235,20 @@ void PeripheralManager::advertise() {
     if (advertisement_ || !wanted_ || !connection_ || !gatt_.isDone()) {
         return;
     }
-    advertisement_ = std::make_unique<Advertisement>(*connection_, advertisementPath + std::to_string(++lastObject_),
-                                                     *wanted_, [this] {
-                                                         post([](PeripheralManager& self) {
-                                                             self.advertising_.lose();
-                                                             self.advertisement_.reset();
-                                                             self.update();
-                                                         });
-                                                     });
+    const std::string path = advertisementPath + std::to_string(++lastObject_);
+    advertisement_ = std::make_unique<Advertisement>(*connection_, path, *wanted_, [this, path] {
+        post([path](PeripheralManager& self) { self.advertisementReleased(path); });
+    });
     advertising_.begin(adapter_, advertisement_->path());
+}
+
+/// The daemon has given an advertisement up: this one, or one that has been withdrawn since.
+void PeripheralManager::advertisementReleased(const std::string& path) {
+    if (advertisement_ && advertisement_->path() == path) {
+        advertising_.lose();
+        advertisement_.reset();
+        update();
+    }
 }
 
 void PeripheralManager::withdrawServices() {

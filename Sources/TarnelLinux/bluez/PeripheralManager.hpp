@@ -89,6 +89,7 @@ private:
     void advertise();
     void withdrawServices();
     void withdrawAdvertisement();
+    void advertisementReleased(const std::string& path);
     PeripheralManagerState::Radio radio() const;
     void tellState();
 

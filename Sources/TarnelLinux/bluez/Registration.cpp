@@ -40,6 +40,10 @@ void Registration::ask() {
 }
 
 void Registration::answered(const Failure* failure) {
+    // An earlier request was answered too late, and yet done.
+    if (failure && failure->name == "org.bluez.Error.AlreadyExists") {
+        failure = nullptr;
+    }
     isDone_ = failure == nullptr;
     failure_ = failure ? std::optional(*failure) : std::nullopt;
     if (failure) {

@@ -10,6 +10,7 @@ constexpr const char* serviceName = "org.freedesktop.Notifications";
 constexpr const char* servicePath = "/org/freedesktop/Notifications";
 constexpr const char* serviceInterface = "org.freedesktop.Notifications";
 constexpr std::int32_t daemonsOwnTimeout = -1;
+constexpr const char* silentBus = "The notification cannot be shown: the session bus does not answer.";
 /// A bus may refuse more answers to wait for: 128 unless it is configured otherwise.
 constexpr std::size_t mostUnderWay = 32;
 enum class Urgency : std::uint8_t { low = 0, normal = 1 };
@@ -50,13 +51,16 @@ NotificationDaemon::NotificationDaemon(bluez::EventLoop& loop, Options options, 
     : loop_(loop), options_(std::move(options)), listener_(listener) {}
 
 void NotificationDaemon::notify(DesktopNotification notification, Done done) {
-    if (!connection_ && !connect()) {
-        loop_.post(
-            [done = std::move(done)] { done(failed("The notification cannot be shown: no session bus runs.")); });
-        return;
+    if (isSilent_) {
+        return loop_.post([done = std::move(done)] { done(failed(silentBus)); });
     }
     waiting_.push_back({std::move(notification), std::move(done)});
-    sendWaiting();
+    if (connection_) {
+        return sendWaiting();
+    }
+    if (!std::exchange(isConnecting_, true)) {
+        connect();
+    }
 }
 
 void NotificationDaemon::sendWaiting() {
@@ -81,26 +85,43 @@ void NotificationDaemon::close(std::uint32_t id) {
     }
 }
 
-bool NotificationDaemon::connect() {
+void NotificationDaemon::connect() {
+    bluez::BusWish wish{.connect =
+                            [address = options_.busAddress] {
+                                return address ? sdbus::createSessionBusConnectionWithAddress(*address)
+                                               : sdbus::createSessionBusConnection();
+                            },
+                        .matches = {std::string("type='signal',sender='org.freedesktop.DBus',"
+                                                "member='NameOwnerChanged',arg0='") +
+                                        serviceName + "'",
+                                    std::string("type='signal',sender='") + serviceName + "',interface='" +
+                                        serviceInterface + "',path='" + servicePath + "'"},
+                        .matched = [this](sdbus::Message& message) { received(message); }};
+    const auto silence = loop_.after(options_.patience, [this] {
+        isSilent_ = true;
+        failWaiting(silentBus);
+    });
+    bluez::openBus(loop_, std::move(wish), [this, silence](bluez::OpenedBus bus) {
+        loop_.cancel(silence);
+        isConnecting_ = isSilent_ = false;
+        opened(std::move(bus));
+    });
+}
+
+void NotificationDaemon::opened(bluez::OpenedBus bus) {
+    if (!bus.connection) {
+        return failWaiting("The notification cannot be shown: no session bus runs.");
+    }
+    connection_ = std::move(bus.connection);
+    matches_ = std::move(bus.matches);
+    ++connections_;
     try {
-        connection_ = options_.busAddress ? sdbus::createSessionBusConnectionWithAddress(*options_.busAddress)
-                                          : sdbus::createSessionBusConnection();
-        ++connections_;
+        proxy_ = sdbus::createProxy(*connection_, serviceName, servicePath);
         if (options_.connected) {
             options_.connected(connection_->getUniqueName());
         }
-        const auto receive = [this](sdbus::Message& message) { received(message); };
-        matches_.push_back(connection_->addMatch(std::string("type='signal',sender='org.freedesktop.DBus',"
-                                                             "member='NameOwnerChanged',arg0='") +
-                                                     serviceName + "'",
-                                                 receive));
-        matches_.push_back(connection_->addMatch(std::string("type='signal',sender='") + serviceName + "',interface='" +
-                                                     serviceInterface + "',path='" + servicePath + "'",
-                                                 receive));
-        proxy_ = sdbus::createProxy(*connection_, serviceName, servicePath);
     } catch (const sdbus::Error&) {
-        lost();
-        return false;
+        return lost();
     }
     loop_.setSource({[this] {
                          if (!connection_) {
@@ -110,7 +131,7 @@ bool NotificationDaemon::connect() {
                          return bluez::EventLoop::Source::Poll{data.fd, data.events, data.getPollTimeout()};
                      },
                      [this] { dispatch(); }});
-    return true;
+    sendWaiting();
 }
 
 void NotificationDaemon::dispatch() {
@@ -126,6 +147,12 @@ void NotificationDaemon::dispatch() {
     }
 }
 
+void NotificationDaemon::failWaiting(const std::string& error) {
+    for (const auto& [notification, done] : std::exchange(waiting_, {})) {
+        done(failed(error));
+    }
+}
+
 void NotificationDaemon::lost() {
     proxy_.reset();
     matches_.clear();
@@ -136,9 +163,7 @@ void NotificationDaemon::lost() {
     for (const auto& [number, answered] : std::exchange(calls_, {})) {
         answered(nullptr, &disconnected);
     }
-    for (const auto& [notification, done] : std::exchange(waiting_, {})) {
-        done(failed(reasonOf(disconnected)));
-    }
+    failWaiting(reasonOf(disconnected));
 }
 
 void NotificationDaemon::later(std::function<void()> task) {
@@ -237,9 +262,7 @@ void NotificationDaemon::gotCapabilities(sdbus::MethodReply* reply, const sdbus:
         }
     }
     if (failure) {
-        for (const auto& [notification, done] : std::exchange(waiting_, {})) {
-            done(failed(*failure));
-        }
+        failWaiting(*failure);
     }
     sendWaiting();
 }

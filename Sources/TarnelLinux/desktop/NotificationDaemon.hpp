@@ -1,5 +1,6 @@
 #pragma once
 
+#include <TarnelLinux/bluez/BusOpener.hpp>
 #include <TarnelLinux/bluez/EventLoop.hpp>
 
 #include <sdbus-c++/sdbus-c++.h>
@@ -80,8 +81,10 @@ private:
     };
     using Answered = std::function<void(sdbus::MethodReply* reply, const sdbus::Error* error)>;
 
-    bool connect();
+    void connect();
+    void opened(bluez::OpenedBus bus);
     void dispatch();
+    void failWaiting(const std::string& error);
     void lost();
     void received(sdbus::Message& message);
     void handle(sdbus::Message& message);
@@ -97,6 +100,8 @@ private:
     const Options options_;
     Listener& listener_;
     std::unique_ptr<sdbus::IConnection> connection_;
+    bool isConnecting_ = false;
+    bool isSilent_ = false;         ///< the bus that is being connected to
     std::uint64_t connections_ = 0; ///< tells what came over this connection from what came over one that is gone
     std::vector<sdbus::Slot> matches_;
     std::unique_ptr<sdbus::IProxy> proxy_;

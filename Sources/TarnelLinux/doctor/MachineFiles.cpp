@@ -1,4 +1,5 @@
 #include <TarnelLinux/SQLiteFile.hpp>
+#include <TarnelLinux/SettingsStore.hpp>
 #include <TarnelLinux/doctor/MachineFiles.hpp>
 
 #include <unistd.h>
@@ -240,13 +241,23 @@ Finding checkSettings(const fs::path& folder) {
         return {"settings", Result::ok, "nothing is stored yet, and " + nearest.string() + " can be written", ""};
     }
     try {
-        SQLiteFile(file, std::chrono::seconds(1)).number("PRAGMA user_version");
+        if (SQLiteFile(file, std::chrono::seconds(1)).number("PRAGMA user_version") > SettingsStore::version) {
+            return {"settings", Result::problem, file.string() + " cannot be used: " + SettingsStore::laterVersion,
+                    "mv " + shellQuoted(file) + " " + shellQuoted(file.string() + ".later")};
+        }
     } catch (const SQLiteError& failure) {
         if (failure.isDamage()) {
             return {"settings", Result::problem, file.string() + " is damaged: " + failure.what(),
                     "mv " + shellQuoted(file) + " " + shellQuoted(file.string() + ".damaged")};
         }
-        return {"settings", Result::notChecked, file.string() + " is held by another process: " + failure.what(), ""};
+        if (failure.isBusy()) {
+            return {"settings", Result::notChecked, file.string() + " is held by another process: " + failure.what(),
+                    ""};
+        }
+        return {"settings", Result::problem, file.string() + " cannot be used: " + failure.what(),
+                fs::is_regular_file(file, error)
+                    ? "df -h " + own + "   (shows whether the disk is full)"
+                    : "mv " + shellQuoted(file) + " " + shellQuoted(file.string() + ".old")};
     }
     return {"settings", Result::ok, file.string() + " can be read and written", ""};
 }

@@ -444,8 +444,12 @@ void Bluetooth::reconnect(const std::weak_ptr<Bluetooth>& weak, const std::share
     if (!identifier || (peripheral && peripheral->state() == PeripheralState::connected)) {
         return;
     }
-    log("searching for peripheralID: " + identifier->string(), {"centralManager(_:didDisconnectPeripheral:error:)"});
     const auto bluetooth = weak.lock();
+    // Unlinked in the meantime: nobody wants to know of its return.
+    if (bluetooth && peripheral && !bluetooth->getDevice(peripheral)) {
+        return;
+    }
+    log("searching for peripheralID: " + identifier->string(), {"centralManager(_:didDisconnectPeripheral:error:)"});
     if (const auto central = bluetooth ? bluetooth->bluetoothManager() : nullptr) {
         central->registerForConnectionEvents({*identifier});
     }

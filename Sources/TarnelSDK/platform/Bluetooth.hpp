@@ -179,7 +179,8 @@ public:
     /// Ends the connection or the pending request; `didDisconnectPeripheral` follows an ended connection.
     virtual void cancelPeripheralConnection(const PeripheralPointer& peripheral) = 0;
 
-    /// From now on `connectionEventDidOccur` tells when one of these comes within reach (`peerConnected`) or is gone.
+    /// From now on `connectionEventDidOccur` tells when one of these comes within reach (`peerConnected`) or is gone, and
+    /// of no others. What was registered before ends, and so does that of a peripheral whose connection is cancelled.
     virtual void registerForConnectionEvents(const std::vector<UUID>& identifiers) = 0;
 };
 
