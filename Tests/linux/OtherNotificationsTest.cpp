@@ -33,8 +33,8 @@ using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
-constexpr std::uint32_t expired = 1;
-constexpr std::uint32_t dismissed = 2;
+constexpr auto expiredByItself = static_cast<std::uint32_t>(desktop::NotificationDaemon::ClosedReason::expired);
+constexpr auto dismissedByHand = static_cast<std::uint32_t>(desktop::NotificationDaemon::ClosedReason::dismissed);
 
 /// What glasses have read of a notification.
 struct Read {
@@ -147,7 +147,7 @@ protected:
             program.notify({.replaces = id, .summary = "probe"});
             return !titles(*provider).empty();
         }));
-        desktop.close(id, dismissed);
+        desktop.close(id, dismissedByHand);
         ASSERT_TRUE(areShared({}));
     }
     bool areShared(const std::vector<std::string>& expected) {
@@ -217,7 +217,7 @@ TEST_F(OtherNotificationsTest, ChangeAndLeaveWithTheDesktops) {
     ASSERT_TRUE(areShared({"first", "second", "third"}));
     program.notify({.replaces = second, .summary = "changed"});
     ASSERT_TRUE(areShared({"first", "changed", "third"}));
-    desktop.close(first, dismissed);
+    desktop.close(first, dismissedByHand);
     ASSERT_TRUE(areShared({"changed", "third"}));
     program.close(third);
     ASSERT_TRUE(areShared({"changed"}));
@@ -232,10 +232,10 @@ TEST_F(OtherNotificationsTest, StayWhenTheirTimeHasRunOutUnlessTheyAreTransient)
     const auto kept = program.notify({.summary = "kept"});
     const auto passing = program.notify({.summary = "passing", .hints = {{"transient", sdbus::Variant(true)}}});
     ASSERT_TRUE(areShared({"kept", "passing"}));
-    desktop.close(kept, expired);
-    desktop.close(passing, expired);
+    desktop.close(kept, expiredByItself);
+    desktop.close(passing, expiredByItself);
     EXPECT_TRUE(areShared({"kept"}));
-    desktop.close(kept, dismissed);
+    desktop.close(kept, dismissedByHand);
     EXPECT_TRUE(areShared({}));
 }
 
@@ -338,7 +338,7 @@ TEST_F(OtherNotificationsTest, ManyAreSharedUpToTheNewest) {
 TEST_F(OtherNotificationsTest, WhoIsNotTheDesktopCannotSpeakForIt) {
     const auto id = program.notify({.summary = "real"});
     ASSERT_TRUE(areShared({"real"}));
-    program.emitClosed(id, dismissed);
+    program.emitClosed(id, dismissedByHand);
     EXPECT_EQ(program.notifySelf({.summary = "false"}), 77U);
     program.notify({.summary = "last"});
     EXPECT_TRUE(areShared({"real", "last"}));

@@ -76,18 +76,19 @@ TEST(TarnelManager, ReportsWhyItCannotScan) {
 
 TEST(TarnelManager, AScanEndsWithBluetoothAndIsBegunAgainByTheApplication) {
     ApplicationRun run;
+    auto& manager = run.manager();
     const auto ignore = [](const auto&) {};
     for (const auto state : {platform::CentralState::poweredOff, platform::CentralState::unauthorized}) {
         run.powerOn();
-        ASSERT_EQ(run.manager().startScan(ignore), BluetoothScanResult::SUCCESS);
+        ASSERT_EQ(manager.startScan(ignore), BluetoothScanResult::SUCCESS);
         run.fake->setState(state);
         run.platform.run();
-        EXPECT_FALSE(run.manager().isScanning.value());
+        EXPECT_FALSE(manager.isScanning.value());
         run.powerOn();
-        EXPECT_FALSE(run.manager().isScanning.value());
+        EXPECT_FALSE(manager.isScanning.value());
     }
-    EXPECT_EQ(run.manager().startScan(ignore), BluetoothScanResult::SUCCESS);
-    EXPECT_TRUE(run.manager().isScanning.value());
+    EXPECT_EQ(manager.startScan(ignore), BluetoothScanResult::SUCCESS);
+    EXPECT_TRUE(manager.isScanning.value());
     EXPECT_THAT(run.fake->central->scans, SizeIs(3));
 }
 
