@@ -24,7 +24,7 @@ TEST(TheApplicationOfTheReadme, LeavesThePictureWithItsCaptionThatTheGlassesShow
     ASSERT_EQ(shown->format(), PixelFormat::gray8);
     ASSERT_EQ(shown->width(), 640);
     ASSERT_EQ(shown->height(), 480);
-    const auto white = [&](int top, int bottom) {
+    const auto lit = [&](int top, int bottom) {
         int count = 0;
         for (int y = top; y < bottom; ++y) {
             for (int x = 220; x < 420; ++x) {
@@ -33,7 +33,9 @@ TEST(TheApplicationOfTheReadme, LeavesThePictureWithItsCaptionThatTheGlassesShow
         }
         return count;
     };
-    EXPECT_GT(white(430, 460), 300) << "the caption";
+    EXPECT_GT(lit(100, 130), 500) << "the picture";
+    EXPECT_GT(lit(430, 465), 300) << "the caption";
+    EXPECT_EQ(lit(470, 480), 0) << "the black below it";
 }
 
 TEST(TheApplicationOfTheReadme, SaysWhatStandsInItsWay) {
