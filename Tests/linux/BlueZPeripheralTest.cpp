@@ -5,6 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
 namespace tarnel {
 namespace {
 
@@ -251,6 +254,24 @@ TEST(BlueZPeripheral, isToldOfServicesThatGo) {
     EXPECT_TRUE(machine.application->await("value"));
     EXPECT_THAT(machine.application->events(), ElementsAre("modified 1", "value"));
     EXPECT_TRUE(machine.peripheral->canSendWriteWithoutResponse()) << "a write that is dropped takes no room";
+}
+
+TEST(BlueZPeripheral, sendsNothingOldToACharacteristicThatComesBack) {
+    Machine machine;
+    machine.open();
+    const Bytes old(400, 0xaa);
+    while (machine.peripheral->canSendWriteWithoutResponse()) {
+        machine.peripheral->writeValue(old, machine.out, WriteType::withoutResponse);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5)); // until it is in the socket, should that have room
+    }
+    machine.bluez.removeService(glassesAddress, test::dataService);
+    ASSERT_TRUE(machine.application->await("modified 1"));
+    EXPECT_TRUE(machine.application->await("ready")) << "there is room for what the application sends next";
+    EXPECT_TRUE(machine.peripheral->canSendWriteWithoutResponse());
+    machine.bluez.restoreService(glassesAddress, test::dataService);
+    machine.discover();
+    machine.peripheral->writeValue(Bytes{1, 2, 3}, machine.out, WriteType::withoutResponse);
+    EXPECT_EQ(machine.bluez.receive(glassesAddress, outCharacteristic), (Bytes{1, 2, 3}));
 }
 
 TEST(BlueZPeripheral, goesOnWhenACharacteristicGoesBeforeItHasAnswered) {

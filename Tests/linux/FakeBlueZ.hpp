@@ -110,6 +110,8 @@ public:
     void connectByAnother(const std::string& address);
     void exportCharacteristics(const std::string& address);
     void removeService(const std::string& address, const std::string& uuid);
+    /// It is there again, with sockets that nobody has.
+    void restoreService(const std::string& address, const std::string& uuid);
     void notify(const std::string& address, const std::string& uuid, const Bytes& value);
 
     /// The next packet in the socket of the characteristic, waiting for it; empty when none comes.
@@ -164,6 +166,7 @@ private:
     void exportAdapter();
     void exportDevice(FakeDevice& device);
     void exportGatt(FakeDevice& device, bool withCharacteristics);
+    void exportService(const FakeService& service, const std::string& path);
     void exportCharacteristic(FakeCharacteristic& characteristic, const std::string& path);
     void removeBelow(const std::string& path);
     void setConnected(FakeDevice& device, bool isConnected);

@@ -20,13 +20,7 @@ void FakeBlueZ::exportGatt(FakeDevice& device, bool withCharacteristics) {
     int handle = 16;
     for (auto& service : device.gatt) {
         const std::string path = devicePath(device) + "/service00" + std::to_string(handle++);
-        auto object = sdbus::createObject(*connection_, path);
-        object->registerProperty("UUID").onInterface(gattServiceInterface).withGetter([uuid = service.uuid] {
-            return uuid;
-        });
-        object->finishRegistration();
-        object->emitInterfacesAddedSignal({gattServiceInterface});
-        objects_[path] = std::move(object);
+        exportService(service, path);
         for (auto& characteristic : service.characteristics) {
             const std::string below = path + "/char00" + std::to_string(handle++);
             if (withCharacteristics) {
@@ -34,6 +28,36 @@ void FakeBlueZ::exportGatt(FakeDevice& device, bool withCharacteristics) {
             }
         }
     }
+}
+
+void FakeBlueZ::exportService(const FakeService& service, const std::string& path) {
+    auto object = sdbus::createObject(*connection_, path);
+    object->registerProperty("UUID").onInterface(gattServiceInterface).withGetter([uuid = service.uuid] {
+        return uuid;
+    });
+    object->finishRegistration();
+    object->emitInterfacesAddedSignal({gattServiceInterface});
+    objects_[path] = std::move(object);
+}
+
+void FakeBlueZ::restoreService(const std::string& address, const std::string& uuid) {
+    sync([&] {
+        FakeDevice& device = *devices_.at(address);
+        int handle = 16;
+        for (auto& service : device.gatt) {
+            const std::string path = devicePath(device) + "/service00" + std::to_string(handle++);
+            if (service.uuid == uuid) {
+                exportService(service, path);
+            }
+            for (auto& characteristic : service.characteristics) {
+                const std::string below = path + "/char00" + std::to_string(handle++);
+                if (service.uuid == uuid) {
+                    ::close(std::exchange(characteristic.socket, -1));
+                    exportCharacteristic(characteristic, below);
+                }
+            }
+        }
+    });
 }
 
 void FakeBlueZ::exportCharacteristics(const std::string& address) {

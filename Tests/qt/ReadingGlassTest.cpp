@@ -160,7 +160,6 @@ TEST_F(ReadingGlass, GivesTheDisplayBackWhenItIsLeft) {
     desk.advance(2s);
     EXPECT_EQ(glasses->controlOwner(), std::nullopt);
     desk.world.application().setState(platform::ApplicationState::active);
-    screen->read();
     desk.advance(5s);
     ASSERT_TRUE(glasses->controlOwner());
     window->close();

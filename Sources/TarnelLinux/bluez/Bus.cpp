@@ -20,11 +20,11 @@ constexpr std::chrono::milliseconds longestRead = 30s;
 
 /// Whether somebody who is on the bus may answer another time. Whoever comes to it is announced.
 bool mayAnswerLater(const Failure& failure) {
-    constexpr std::array<std::string_view, 6> final_{
+    constexpr std::array<std::string_view, 6> lasting{
         "org.freedesktop.DBus.Error.ServiceUnknown", "org.freedesktop.DBus.Error.NameHasNoOwner",
         "org.freedesktop.DBus.Error.AccessDenied",   "org.freedesktop.DBus.Error.Disconnected",
         "org.freedesktop.DBus.Error.Spawn.",         "org.freedesktop.systemd1."};
-    return std::none_of(final_.begin(), final_.end(),
+    return std::none_of(lasting.begin(), lasting.end(),
                         [&](std::string_view name) { return failure.name.starts_with(name); });
 }
 
@@ -163,9 +163,9 @@ void Bus::gotObjects(sdbus::MethodReply* reply, const Failure* failure) {
         listener_.daemonChanged(false);
         return mayAnswerLater(*failure) ? readObjectsLater() : void();
     }
-    readDelay_ = 0ms;
     std::map<sdbus::ObjectPath, Interfaces> objects;
     *reply >> objects;
+    readDelay_ = 0ms;
     for (auto& [path, interfaces] : objects) {
         objects_.insert_or_assign(path, std::move(interfaces));
     }

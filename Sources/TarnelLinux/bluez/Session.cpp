@@ -286,7 +286,9 @@ void Session::interfaceRemoved(const std::string& path, const std::string& inter
     std::erase_if(characteristics_, [&](const auto& entry) { return entry.second.starts_with(path + "/"); });
     std::erase_if(subscribed_, [&](const auto& entry) { return entry.starts_with(path + "/"); });
     if (acquired_.starts_with(path + "/")) {
-        writer_.close();
+        for (auto values = writer_.abandon(); values > 0; --values) {
+            room_->give();
+        }
         acquired_.clear();
     }
     if (fencePath_.starts_with(path + "/")) {
@@ -313,6 +315,7 @@ void Session::tellInvalidated() {
         [invalidated = std::exchange(invalidated_, {})](Delegate& delegate, const PeripheralPointer& peripheral) {
             delegate.didModifyServices(peripheral, invalidated);
         });
+    announceRoom();
 }
 
 // Reading and notifications.
@@ -513,6 +516,10 @@ void Session::reacquire() {
 
 void Session::wrote() {
     room_->give();
+    announceRoom();
+}
+
+void Session::announceRoom() {
     if (room_->announce()) {
         peripheral_.tell([](Delegate& delegate, const PeripheralPointer& peripheral) {
             delegate.isReadyToSendWriteWithoutResponse(peripheral);

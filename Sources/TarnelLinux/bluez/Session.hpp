@@ -78,6 +78,7 @@ private:
     void acquired(const std::string& path, sdbus::MethodReply* reply);
     void reacquire();
     void wrote();
+    void announceRoom();
     void fence();
     void read(const std::string& path, std::function<void(const Bytes*, const Failure*)> done);
     void write(const std::string& path, const Bytes& value, const char* type, std::function<void(const Failure*)> done);

@@ -85,6 +85,14 @@ void Writer::fenceReturned() {
     pump();
 }
 
+std::size_t Writer::abandon() {
+    close();
+    endHeadStart();
+    fence_.reset();
+    sinceFence_ = 0;
+    return takeQueue().size();
+}
+
 void Writer::askForFence() {
     sinceFence_ = 0;
     fence_ = Clock::now();

@@ -82,6 +82,8 @@ public:
     /// The values that no socket has taken, for whoever finds another way.
     std::deque<Bytes> takeQueue() { return std::exchange(queue_, {}); }
     void fenceReturned();
+    /// The characteristic is gone: forgets all of it, the values that are not sent included. How many those are.
+    std::size_t abandon();
 
 private:
     void pump();
