@@ -83,14 +83,6 @@ std::string remedyOf(const PeripheralManagerState& state, const std::optional<st
     return "the Bluetooth service refused (" + state.failure + "); restart it: systemctl restart bluetooth";
 }
 
-std::string shortened(std::string text) {
-    if (text.size() > longestShownMessage) {
-        text.resize(longestShownMessage);
-        text += "...";
-    }
-    return text;
-}
-
 } // namespace
 
 AirSession::AirSession(const AirSessionOptions& options)
@@ -267,8 +259,7 @@ void AirSession::perform(const WearerCommands::Result& result) {
     case WearerCommands::Outcome::quit:
         return finish();
     case WearerCommands::Outcome::help:
-        return tell({{"event", "help"}, {"text", std::string(WearerCommands::help)}},
-                    std::string(WearerCommands::help));
+        return tellHelp();
     case WearerCommands::Outcome::done:
         return tell({{"event", "command"}, {"text", result.text}}, result.text);
     }
@@ -276,15 +267,23 @@ void AirSession::perform(const WearerCommands::Result& result) {
 
 // Output.
 
-void AirSession::tell(const JSON::Object& event, const std::string& text) {
+void AirSession::tell(const JSON::Object& event, std::string_view text) {
     if (options_.asJSON) {
         return writeOutput(command::text(event) + "\n");
     }
     if (options_.isShown) {
-        lastLine_ = text;
+        lastLine_ = printable(text);
         return drawTerminal();
     }
-    writeOutput(text + (text.ends_with('\n') ? "" : "\n"));
+    writeOutput(printable(text) + "\n");
+}
+
+void AirSession::tellHelp() {
+    const auto help = WearerCommands::help;
+    if (options_.asJSON || options_.isShown) {
+        return tell({{"event", "help"}, {"text", std::string(help)}}, help.substr(0, help.find('\n')));
+    }
+    writeOutput(help);
 }
 
 void AirSession::stateChanged(const PeripheralManagerState& state) {
@@ -318,7 +317,7 @@ void AirSession::connected(const ConnectedCentral& central) {
                    {"address", central.address},
                    {"name", central.name},
                    {"isBonded", central.isBonded}},
-                  "connected: " + central.address + (central.name.empty() ? "" : " (" + printable(central.name) + ")"));
+                  "connected: " + central.address + (central.name.empty() ? "" : " (" + central.name + ")"));
     });
 }
 
@@ -364,11 +363,11 @@ void AirSession::tellRecords() {
     for (const auto& message : messages) {
         const auto value = toJSON(message.value);
         tell({{"event", "message"}, {"bytes", std::uint64_t{message.bytes.size()}}, {"value", value}},
-             "message of " + grouped(message.bytes.size()) + " bytes: " + printable(shortened(text(value))));
+             "message of " + grouped(message.bytes.size()) + " bytes: " + shortened(text(value), longestShownMessage));
     }
     for (const auto& error : errors) {
         tell({{"event", "error"}, {"code", static_cast<int>(error.code)}, {"text", error.text}},
-             "error " + std::to_string(static_cast<int>(error.code)) + ": " + printable(error.text));
+             "error " + std::to_string(static_cast<int>(error.code)) + ": " + error.text);
     }
 }
 
@@ -389,10 +388,10 @@ void AirSession::tellNotifications() {
         }
         auto event = membersOf(notification);
         event.insert(event.begin(), {"event", "notification"});
-        std::string said = shortened(notification.title + ": " + notification.message);
+        std::string said = shortened(notification.title + ": " + notification.message, longestShownMessage);
         std::replace(said.begin(), said.end(), '\n', ' ');
-        tell(event, "notification " + std::to_string(notification.uid) + " of " + printable(notification.application) +
-                        ": " + printable(said));
+        tell(event,
+             "notification " + std::to_string(notification.uid) + " of " + notification.application + ": " + said);
     }
 }
 
@@ -440,8 +439,7 @@ void AirSession::drawTerminal() {
         return;
     }
     const auto [columns, rows] = Terminal::size();
-    std::string status = lastLine_.substr(0, lastLine_.find('\n'));
-    status.resize(std::min(status.size(), static_cast<std::size_t>(columns)));
+    const std::string status = fitted(lastLine_, static_cast<std::size_t>(columns));
     writeOutput("\x1b[H" + terminalPicture(*shown_, columns, rows - 1) + status + "\x1b[K\x1b[J");
 }
 

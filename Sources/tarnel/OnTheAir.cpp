@@ -119,7 +119,7 @@ void OnTheAir::connect() {
 
 std::string OnTheAir::connectionProgress(const std::string& name) const {
     const auto attempt = record_->attempt();
-    std::string line = "connecting to " + printable(name);
+    std::string line = "connecting to " + name;
     if (attempt.since) {
         line += ", for " + secondsText(record_->now() - *attempt.since);
     }

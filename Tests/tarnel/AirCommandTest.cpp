@@ -106,6 +106,19 @@ TEST_F(AirCommand, ANameCannotChangeTheTerminal) {
     EXPECT_THAT(runTarnel({"scan", "--seconds", "1"}).output, StartsWith("Gl?[2Jas?ses?  00:AA"));
 }
 
+TEST_F(AirCommand, ANameCannotChangeTheTerminalWhileItsGlassesAreWaitedFor) {
+    auto device = glasses();
+    device.name = "Gl\x1b[2Jasses\u009b";
+    GlassesOnTheBus pair(bluez, device);
+    link();
+    bluez.leaveRange(glassesAddress);
+    const auto result = runCommand(
+        {"/usr/bin/script", "--quiet", "--return", "--command", TARNEL_COMMAND " text a --timeout 1", "/dev/null"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.output, AllOf(HasSubstr("connecting to Gl?[2Jasses?"), HasSubstr("tarnel: Gl?[2Jasses? did not"),
+                                     Not(HasSubstr("\x1b[2J")), Not(HasSubstr("\u009b"))));
+}
+
 TEST_F(AirCommand, ScanningFailsWhereThereIsNothing) {
     expectFailure(runTarnel({"scan", "--seconds", "0.3"}), "no glasses were found");
     bluez.setPowered("hci0", false);

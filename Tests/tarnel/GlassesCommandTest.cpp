@@ -374,6 +374,55 @@ TEST(GlassesCommand, aNotificationCannotChangeTheTerminal) {
                             HasSubstr("notification 1 of ?: ?[2: a b\n")));
 }
 
+TEST(GlassesCommand, nothingFromTheAirCanChangeTheTerminal) {
+    BluetoothMachine machine;
+    machine.bluez.addAdapter("hci0");
+    machine.bluez.start();
+    Process process({TARNEL_COMMAND, "glasses", "--air"});
+    const auto await = [&](const std::string& start) {
+        while (const auto line = process.readLine(patience)) {
+            if (line->starts_with(start)) {
+                return *line;
+            }
+        }
+        return std::string("nothing");
+    };
+    EXPECT_EQ(await("on the air"), "on the air as Brenlo Glasses");
+    machine.connectPhone({.address = phoneAddress, .name = "\x1b]0;owned\a\x1b[2J\u009b2J\u202e"});
+    EXPECT_EQ(await("connected"), "connected: 00:AA:01:00:00:77 (?]0;owned??[2J?2J?)");
+    machine.write(std::string("\x81\xa4") + "name" + "\xa4\u009b2J");
+    EXPECT_EQ(await("message"), "message of 11 bytes: {\"name\":\"\\u009b2J\"}");
+    process.writeLine("fly\x1b[2J");
+    EXPECT_EQ(await("there"), "there is no command \"fly?[2J\"; ? lists them");
+    process.writeLine("name A\x1b[2J");
+    EXPECT_EQ(await("name"), "name A?[2J");
+    process.writeLine("?");
+    EXPECT_THAT(await("t or 1"), HasSubstr("tap: once"));
+    EXPECT_THAT(await("q "), HasSubstr("switch off"));
+}
+
+TEST(GlassesCommand, theStatusLineIsCutBetweenCharactersAndFitsTheTerminal) {
+    constexpr std::size_t columns = 40;
+    BluetoothMachine machine;
+    machine.bluez.addAdapter("hci0");
+    machine.bluez.start();
+    ::setenv("COLUMNS", std::to_string(columns).c_str(), 1);
+    Process process({TARNEL_COMMAND, "glasses", "--air", "--show"});
+    ::unsetenv("COLUMNS");
+    ASSERT_TRUE(RunningGlasses::eventually([&] { return machine.bluez.advertisement().has_value(); }));
+    machine.connectPhone({.address = phoneAddress, .name = "äöü眼鏡眼鏡眼鏡眼鏡"});
+    std::string said;
+    while (const auto line = process.readLine(patience)) {
+        if (const auto at = line->find("connected: "); at != std::string::npos) {
+            said = line->substr(at, line->find("\x1b[K", at) - at);
+            break;
+        }
+        process.writeLine("t");
+    }
+    // 30 columns before the name, 3 for its first letters; 3 of the wide characters fit into the rest.
+    EXPECT_EQ(said, "connected: 00:AA:01:00:00:77 (äöü眼鏡眼");
+}
+
 TEST(GlassesCommand, leavesTheAdapterAsItWasWhenItsFirstOutputFails) {
     BluetoothMachine machine;
     machine.bluez.addAdapter("hci0");
