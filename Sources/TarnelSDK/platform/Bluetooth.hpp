@@ -31,7 +31,7 @@ enum class WriteType { withResponse, withoutResponse };
 struct BluetoothError {
     enum class Domain {
         central,   ///< connection errors; codes of `CentralErrorCode`
-        attribute, ///< the ATT error codes of the Bluetooth Core Specification, Vol 3, Part F, 3.4.1.1
+        attribute, ///< the ATT error codes of Bluetooth Core, Vol 3, Part F, 3.4.1.1
     };
     Domain domain = Domain::central;
     int code = 0;
