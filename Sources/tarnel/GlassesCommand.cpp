@@ -58,9 +58,7 @@ void runGlasses(const GlassesCommandOptions& options) {
     if (options.frame == "-" || options.trace == "-") {
         throw UsageError("standard output takes what happens; give --frame and --trace a file");
     }
-    if (options.frame && options.frame == options.trace) {
-        throw UsageError("--frame and --trace take different files");
-    }
+    requireDifferentFiles({{"--frame", options.frame}, {"--trace", options.trace}});
     if (options.inWindow) {
         requireWindow();
     }
