@@ -46,15 +46,36 @@ void addHelp(CLI::App& app, Action& action) {
         [&app, words, &action] { action = [&app, words] { writeOutput(helpOf(commandNamed(app, *words))); }; });
 }
 
+/// The program and the commands that were called, one within the other.
+std::vector<const CLI::App*> calledCommands(const CLI::App& app) {
+    std::vector<const CLI::App*> commands{&app};
+    for (auto called = app.get_subcommands(); !called.empty(); called = called.front()->get_subcommands()) {
+        commands.push_back(called.front());
+    }
+    return commands;
+}
+
 /// "tarnel message encode", as far as the words were understood.
 std::string calledCommand(const CLI::App& app) {
-    std::string words = app.get_name();
-    const CLI::App* command = &app;
-    for (auto called = command->get_subcommands(); !called.empty(); called = command->get_subcommands()) {
-        command = called.front();
-        words += " " + command->get_name();
+    std::string words;
+    for (const auto* command : calledCommands(app)) {
+        words += (words.empty() ? "" : " ") + command->get_name();
     }
     return words;
+}
+
+/// Throws `UsageError` for a word that is the name of nothing: an option, or a command where one is due.
+void requireKnownNames(const CLI::App& app) {
+    const auto* command = calledCommands(app).back();
+    const bool takesCommand = !command->get_subcommands([](const CLI::App*) { return true; }).empty();
+    for (const auto& word : app.remaining(true)) {
+        if (word.size() > 1 && word.front() == '-') {
+            throw UsageError("there is no option \"" + word + "\"");
+        }
+        if (takesCommand) {
+            throw UsageError("there is no command \"" + word + "\"");
+        }
+    }
 }
 
 std::string oneLine(std::string text) {
@@ -79,6 +100,10 @@ void perform(CLI::App& app, const Action& action, int argc, const char* const* a
         return writeOutput(app.help());
     } catch (const CLI::CallForVersion& version) {
         return writeOutput(version.what() + std::string("\n"));
+    } catch (const CLI::ParseError&) {
+        // What is unknown is named before what is missing.
+        requireKnownNames(app);
+        throw;
     }
     if (!action) {
         throw UsageError("which command?");

@@ -103,6 +103,15 @@ TEST(CommandLine, AWrongCallNamesTheHelpOfItsCommand) {
     EXPECT_THAT(runTarnel({"show", "a.png", "--simulated"}).error, EndsWith("; see tarnel show --help\n"));
 }
 
+TEST(CommandLine, WhatIsUnknownIsNamed) {
+    EXPECT_THAT(runTarnel({"fly"}).error, StartsWith("tarnel: there is no command \"fly\""));
+    EXPECT_THAT(runTarnel({"message", "fly"}).error, StartsWith("tarnel: there is no command \"fly\""));
+    EXPECT_THAT(runTarnel({"fly", "--high"}).error, StartsWith("tarnel: there is no command \"fly\""));
+    EXPECT_THAT(runTarnel({"show", "--frob"}).error, StartsWith("tarnel: there is no option \"--frob\""));
+    EXPECT_THAT(runTarnel({"scan", "--frob"}).error, StartsWith("tarnel: there is no option \"--frob\""));
+    EXPECT_THAT(runTarnel({"show"}).error, StartsWith("tarnel: PICTURE is required"));
+}
+
 TEST(CommandLine, OptionsOfSimulatedGlassesAndOfThoseOnTheAirDoNotMix) {
     EXPECT_THAT(runTarnel({"text", "a", "--mtu", "23"}).error, HasSubstr("--mtu requires --simulated"));
     EXPECT_THAT(runTarnel({"play", "--pairing"}).error, HasSubstr("--pairing requires --simulated"));
