@@ -3,8 +3,10 @@
 #include "Commands.hpp"
 #include "Failure.hpp"
 #include "Files.hpp"
+#include "NativePlatform.hpp"
 #include "Options.hpp"
 #include "Text.hpp"
+#include "Window.hpp"
 
 #include <algorithm>
 #include <csignal>
@@ -111,6 +113,18 @@ void perform(CLI::App& app, const Action& action, int argc, const char* const* a
     action();
 }
 
+/// What the program was built without.
+std::vector<std::string> partsLeftOut() {
+    std::vector<std::string> parts;
+    if (!NativePlatform::exists()) {
+        parts.emplace_back("without Bluetooth");
+    }
+    if (!hasWindows()) {
+        parts.emplace_back("without windows");
+    }
+    return parts;
+}
+
 } // namespace
 
 int run(int argc, const char* const* argv) {
@@ -121,7 +135,8 @@ int run(int argc, const char* const* argv) {
     Action action;
     app.formatter(usage("Usage: tarnel COMMAND [ARGUMENTS]"));
     app.require_subcommand(0, 1);
-    app.set_version_flag("--version", "tarnel " TARNEL_VERSION);
+    const std::string leftOut = CLI::detail::join(partsLeftOut(), ", ");
+    app.set_version_flag("--version", "tarnel " TARNEL_VERSION + (leftOut.empty() ? "" : " (" + leftOut + ")"));
     addShow(app, action);
     addText(app, action);
     addPlay(app, action);
@@ -135,12 +150,11 @@ int run(int argc, const char* const* argv) {
     addMessage(app, action);
     addImage(app, action);
     addFont(app, action);
-#ifdef TARNEL_HAS_AIR
     addGlasses(app, action);
-#endif
     addHelp(app, action);
     app.footer(
-        "Exit status: 0 done, 1 failed (one line on standard error says what and what to do), 2 called wrongly.");
+        "Exit status: 0 done, 1 failed (one line on standard error says what and what to do), 2 called wrongly." +
+        (leftOut.empty() ? "" : "\nThis tarnel was built " + leftOut + "."));
 
     try {
         perform(app, action, argc, argv);

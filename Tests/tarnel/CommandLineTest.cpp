@@ -22,7 +22,8 @@ TEST(CommandLine, HasHelpForTheProgramAndEveryCommand) {
                                                          {"help"},    {"message", "decode"},
                                                          {"scan"},    {"link"},
                                                          {"unlink"},  {"status"},
-                                                         {"monitor"}, {"doctor"}};
+                                                         {"monitor"}, {"doctor"},
+                                                         {"glasses"}};
     for (auto words : commands) {
         words.emplace_back("--help");
         const auto result = runTarnel(words);
@@ -38,11 +39,47 @@ TEST(CommandLine, HelpOfACommandIsThatOfItsOption) {
     EXPECT_EQ(runTarnel({"help", "fly"}).status, 2);
 }
 
-TEST(CommandLine, TellsItsVersion) {
+TEST(CommandLine, TellsItsVersionAndWhatWasLeftOut) {
+#if defined(TARNEL_HAS_BLUETOOTH) && defined(TARNEL_HAS_WINDOWS)
+    const std::string leftOut;
+#elif defined(TARNEL_HAS_BLUETOOTH)
+    const std::string leftOut = "without windows";
+#elif defined(TARNEL_HAS_WINDOWS)
+    const std::string leftOut = "without Bluetooth";
+#else
+    const std::string leftOut = "without Bluetooth, without windows";
+#endif
     const auto result = runTarnel({"--version"});
     EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.output, StartsWith("tarnel "));
+    EXPECT_THAT(result.output, testing::MatchesRegex("tarnel [0-9.]+( .*)?\n"));
+    EXPECT_EQ(result.output.find('(') == std::string::npos, leftOut.empty());
+    EXPECT_THAT(result.output, HasSubstr(leftOut));
+    EXPECT_THAT(runTarnel({"--help"}).output, HasSubstr(leftOut));
 }
+
+#ifndef TARNEL_HAS_BLUETOOTH
+TEST(CommandLine, WithoutBluetoothItsCommandsSaySo) {
+    for (const auto& call : std::vector<std::vector<std::string>>{{"scan"},
+                                                                  {"link"},
+                                                                  {"unlink"},
+                                                                  {"status"},
+                                                                  {"monitor"},
+                                                                  {"doctor"},
+                                                                  {"doctor", "--adapter", "hci0", "--json"},
+                                                                  {"glasses", "--air", "--battery", "5"}}) {
+        const auto result = runTarnel(call);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_THAT(result.error, StartsWith("tarnel: this tarnel was built without Bluetooth"));
+        EXPECT_THAT(result.error, Not(HasSubstr("--simulated")));
+    }
+    EXPECT_THAT(runTarnel({"doctor", "--json"}).output, HasSubstr(R"({"ok":false,"checks":[{"check":"build")"));
+    for (const std::string command : {"demo", "play"}) {
+        const auto result = runTarnel({command});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_THAT(result.error, HasSubstr("simulated glasses are used with --simulated"));
+    }
+}
+#endif
 
 TEST(CommandLine, AWrongCallEndsWithStatus2AndOneLine) {
     const std::vector<std::vector<std::string>> calls{
