@@ -60,27 +60,30 @@ const char* nameOf(Radio radio) {
     return names.at(static_cast<std::size_t>(radio));
 }
 
-/// What is wrong and what to do.
-std::string remedyOf(const PeripheralManagerState& state, const std::optional<std::string>& adapter) {
+std::string whatIsWrong(const PeripheralManagerState& state, const std::optional<std::string>& adapter) {
+    const std::string reason = state.failure.empty() ? "" : " (" + state.failure + ")";
     switch (state.radio) {
     case Radio::noService:
-        return "the Bluetooth service does not answer (" + state.failure + "); start it: systemctl start bluetooth";
+        return "the Bluetooth service cannot be reached" + reason;
     case Radio::forbidden:
-        return "this user may not use the Bluetooth service (" + state.failure +
-               "); run as root, or as a user of the group bluetooth";
+        return "this user may not use the Bluetooth service" + reason;
     case Radio::noAdapter:
-        return adapter ? "there is no Bluetooth adapter " + *adapter + "; bluetoothctl list names those there are"
-                       : "there is no Bluetooth adapter; plug one in, or look for it with: dmesg | grep -i bluetooth";
+        return "there is no Bluetooth adapter" + (adapter ? " " + *adapter : "");
     case Radio::poweredOff:
-        return "the Bluetooth adapter is off; switch it on: rfkill unblock bluetooth; bluetoothctl power on";
+        return "the Bluetooth adapter is switched off";
     case Radio::unsupported:
-        return "the adapter or the Bluetooth service cannot be a peripheral; it takes an adapter with Bluetooth LE and "
-               "BlueZ 5.50 or newer";
+        return "the adapter or the Bluetooth service cannot be a peripheral, which takes an adapter with Bluetooth LE "
+               "and BlueZ 5.50 or newer";
     case Radio::unknown:
     case Radio::ready:
         break;
     }
-    return "the Bluetooth service refused (" + state.failure + "); restart it: systemctl restart bluetooth";
+    return "the Bluetooth service refused" + reason;
+}
+
+/// What is wrong and where the user is told what to do.
+std::string adviceOn(const PeripheralManagerState& state, const std::optional<std::string>& adapter) {
+    return whatIsWrong(state, adapter) + "; tarnel doctor tells what to do about it";
 }
 
 } // namespace
@@ -294,13 +297,17 @@ void AirSession::stateChanged(const PeripheralManagerState& state) {
 void AirSession::judge(const PeripheralManagerState& state) {
     const bool isOff = state.radio != Radio::ready || !state.failure.empty();
     if (!wasReady_ && isOff) {
-        throw Failure(remedyOf(state, options_.air.adapter));
+        throw Failure(adviceOn(state, options_.air.adapter));
     }
     wasReady_ = wasReady_ || state.isAdvertising;
-    const std::string what = isOff                 ? remedyOf(state, options_.air.adapter)
+    const std::string what = isOff                 ? adviceOn(state, options_.air.adapter)
                              : state.isAdvertising ? "on the air as " + glasses_->name()
                                                    : "not advertising";
-    if (!options_.asJSON && what == std::exchange(lastState_, what)) {
+    // A reader need not know each way in which one radio fails.
+    const bool isSame = state.radio == Radio::ready ? what == lastState_ : state.radio == lastRadio_;
+    lastState_ = what;
+    lastRadio_ = state.radio;
+    if (!options_.asJSON && isSame) {
         return;
     }
     tell({{"event", "state"},

@@ -106,7 +106,8 @@ private:
     // On the session's thread.
     bool hasEnded_ = false;
     bool wasReady_ = false;
-    std::string lastState_;
+    std::string lastState_; ///< as it was told
+    bluez::PeripheralManagerState::Radio lastRadio_ = bluez::PeripheralManagerState::Radio::unknown;
     std::string input_;
     std::size_t seenMessages_ = 0;
     std::size_t seenErrors_ = 0;
