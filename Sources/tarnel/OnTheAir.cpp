@@ -152,9 +152,9 @@ void OnTheAir::awaitLink(const UUID& glasses, const std::string& name) {
     }
 }
 
-void OnTheAir::awaitConnection(std::string name) {
+void OnTheAir::awaitConnection(std::string name, std::optional<platform::Duration> since) {
     const auto limit = inNanoseconds(options_.air.timeout);
-    const auto start = now();
+    const auto start = since.value_or(now());
     StatusLine line;
     while (true) {
         const auto linked = device();

@@ -38,8 +38,9 @@ public:
     void makeConnections() { platform_->makeConnections(); }
     /// Returns when these are the linked glasses, whose connection is under way.
     void awaitLink(const UUID& glasses, const std::string& name);
-    /// Returns when the linked glasses can be used, of which the user is told by this name, or their own.
-    void awaitConnection(std::string name = {});
+    /// Returns when the linked glasses can be used, of which the user is told by this name, or their own. The time that
+    /// they may take counts from `since`, or from now.
+    void awaitConnection(std::string name = {}, std::optional<platform::Duration> since = {});
 
     platform::Duration now() override { return record_->now(); }
     Traffic traffic() override { return record_->traffic(); }

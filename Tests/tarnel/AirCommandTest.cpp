@@ -5,9 +5,12 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <thread>
+#include <utility>
 
 namespace tarnel::test {
 namespace {
@@ -245,6 +248,60 @@ TEST_F(AirCommand, StatusTellsOfBatteryAndFirmware) {
     EXPECT_EQ(state.at("bluetooth"), "poweredOn");
     const auto text = runTarnel({"status"}).output;
     EXPECT_THAT(text, AllOf(HasSubstr("Connected:          yes\n"), HasSubstr("Battery, %:         80\n")));
+}
+
+TEST_F(AirCommand, StatusHasTheSameMembersAlways) {
+    const auto members = [](const CommandResult& result) {
+        const auto state = json::parse(result.output);
+        std::vector<std::string> names;
+        for (const auto& [name, value] : state.items()) {
+            names.push_back(name);
+        }
+        return names;
+    };
+    const auto unlinked = runTarnel({"status", "--json"});
+    EXPECT_TRUE(json::parse(unlinked.output).at("battery").is_null());
+    EXPECT_EQ(json::parse(unlinked.output).at("connected"), false);
+    GlassesOnTheBus pair(bluez);
+    link();
+    const auto linked = runTarnel({"status", "--json"});
+    EXPECT_EQ(members(linked), members(unlinked));
+    ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere", 1);
+    EXPECT_EQ(members(runTarnel({"status", "--json", "--timeout", "1"})), members(linked));
+}
+
+TEST_F(AirCommand, StatusIsInWords) {
+    GlassesOnTheBus pair(bluez);
+    link();
+    EXPECT_THAT(runTarnel({"status"}).output, HasSubstr("Bluetooth:          on\n"));
+    bluez.setPowered("hci0", false);
+    const auto off = runTarnel({"status"}).output;
+    EXPECT_THAT(off, AllOf(HasSubstr("Bluetooth:          switched off, or its service does not run\n"),
+                           HasSubstr("State:              "), Not(HasSubstr("powered")), Not(HasSubstr("bluetoothOff")),
+                           Not(HasSubstr("notConnected"))));
+}
+
+TEST_F(AirCommand, StatusWaitsForAConnectionThatStays) {
+    constexpr std::chrono::milliseconds longerThanAReportMayTake{3500};
+    GlassesOnTheBus pair(bluez);
+    link();
+    const auto setHoldsBattery = [&](bool holds) {
+        bluez.change(glassesAddress, [&](FakeDevice& device) { device.gatt[1].characteristics[0].holdsRead = holds; });
+    };
+    EXPECT_TRUE(Machine::eventually([&] { return !bluez.device(glassesAddress).isConnected; }));
+    setHoldsBattery(true);
+    bluez.connectByAnother(glassesAddress);
+    const auto before = pair.received();
+    Process process({TARNEL_COMMAND, "status", "--json", "--timeout", "30"});
+    EXPECT_TRUE(Machine::eventually([&] { return pair.received() > before; }));
+    bluez.leaveRange(glassesAddress);
+    setHoldsBattery(false);
+    std::this_thread::sleep_for(longerThanAReportMayTake);
+    bluez.enterRange(glassesAddress);
+    const auto state = json::parse(process.readLine().value_or("null"));
+    EXPECT_EQ(process.wait(), 0);
+    EXPECT_EQ(state.at("connected"), true);
+    EXPECT_EQ(state.at("battery"), 80);
 }
 
 TEST_F(AirCommand, MonitorsMessagesAndConnections) {
