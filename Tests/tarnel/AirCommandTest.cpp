@@ -23,6 +23,7 @@ using testing::SizeIs;
 using testing::StartsWith;
 
 constexpr const char* otherAddress = "00:AA:01:01:00:02";
+constexpr int patience = 30'000; ///< in milliseconds
 
 /// The command on a machine with a bus, a Bluetooth daemon and settings of its own.
 class AirCommand : public testing::Test {
@@ -226,6 +227,38 @@ TEST_F(AirCommand, LinksTheOneOfSeveralThatIsMeant) {
     EXPECT_EQ(json::parse(runTarnel({"status", "--json"}).output).at("address"), otherAddress);
     EXPECT_THAT(runTarnel({"link", "Nobody", "--seconds", "0.5"}).error,
                 HasSubstr("no glasses called Nobody were found"));
+}
+
+TEST_F(AirCommand, AsksForANumberOnATerminalAndTakesNothingElse) {
+    GlassesOnTheBus first(bluez);
+    auto second = glasses(otherAddress);
+    second.name = "Other";
+    GlassesOnTheBus other(bluez, second);
+    const auto answer = [](const std::string& line) {
+        Process process(
+            {"/usr/bin/script", "--quiet", "--return", "--command", TARNEL_COMMAND " link --seconds 1", "/dev/null"});
+        std::string said;
+        // The question ends no line: the list before it does.
+        while (const auto told = process.readLine(patience)) {
+            said += *told;
+            if (said.find("  2  ") != std::string::npos) {
+                break;
+            }
+        }
+        process.writeLine(line);
+        while (const auto told = process.readLine(patience)) {
+            said += *told;
+        }
+        return std::pair(process.wait(), said);
+    };
+    for (const std::string wrong : {"1abc", "0", "3", "one", "-1", "", "1 2"}) {
+        const auto [status, said] = answer(wrong);
+        EXPECT_EQ(status, 1) << wrong;
+        EXPECT_THAT(said, HasSubstr("that is none of them; nothing was linked"));
+    }
+    const auto [status, said] = answer(" 2 ");
+    EXPECT_EQ(status, 0) << said;
+    EXPECT_THAT(said, HasSubstr("Linked: "));
 }
 
 TEST_F(AirCommand, GlassesThatAreUnlinkedAreForgotten) {
