@@ -26,6 +26,8 @@ std::shared_ptr<Tarnel> connectedDevice() {
 } // namespace
 
 void ReadingScreen::viewDidLoad() {
+    heard_ = TarnelManager::shared().currentDevice();
+    hearsAll_ = heard_.expired();
     TarnelBaseViewController::viewDidLoad();
     const auto weak = std::weak_ptr(std::static_pointer_cast<ReadingScreen>(shared_from_this()));
     connectionListener_ = std::make_shared<BondListener<bool>>([weak](bool isConnected) {
@@ -43,11 +45,44 @@ void ReadingScreen::viewDidLoad() {
 }
 
 void ReadingScreen::watchDevice() {
-    if (const auto device = TarnelManager::shared().currentDevice()) {
-        device->isConnected.unbind(connectionListener_);
+    if (const auto before = watched_.lock()) {
+        before->isConnected.unbind(connectionListener_);
+    }
+    const auto device = TarnelManager::shared().currentDevice();
+    watched_ = device;
+    hear(device);
+    if (device) {
         device->isConnected.bind(connectionListener_, true);
     }
     changed();
+}
+
+/// The base class hears the glasses that were current when the view was loaded; others that are chosen later are heard
+/// here.
+void ReadingScreen::hear(const std::shared_ptr<Tarnel>& device) {
+    otherGlasses_.clear();
+    if (!device || hearsAll_ || heard_.lock() == device) {
+        return;
+    }
+    using Hook = void (*)(ReadingScreen&, const platform::Notification&);
+    const auto on = [&](const char* name, Hook hook) {
+        const auto weak = std::weak_ptr(std::static_pointer_cast<ReadingScreen>(shared_from_this()));
+        const auto& services = platform::Platform::current().services();
+        otherGlasses_.push_back(platform::Platform::current().notificationCenter().observe(
+            name,
+            [weak, hook, queue = services.scheduler->mainQueue()](const platform::Notification& notification) {
+                queue->async([weak, hook, notification] {
+                    if (const auto self = weak.lock()) {
+                        hook(*self, notification);
+                    }
+                });
+            },
+            device));
+    };
+    on(NotificationName::tap, [](auto& self, const auto& notification) { self.onTap(notification); });
+    on(NotificationName::power_button,
+       [](auto& self, const auto& notification) { self.onPowerButtonTap(notification); });
+    on(NotificationName::displayTimeout, [](auto& self, const auto&) { self.onDisplayTimeout(); });
 }
 
 void ReadingScreen::viewDidAppear(bool animated) {

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 /// Shows one page at a time on the glasses: a tap turns to the next one, two taps turn back, and the power button gives
 /// the display back until `read`. Main queue.
@@ -49,6 +50,7 @@ public:
 private:
     void turnTo(int page);
     void watchDevice();
+    void hear(const std::shared_ptr<tarnel::Tarnel>& device);
     void connected();
     void show();
     void changed() const;
@@ -59,4 +61,8 @@ private:
     bool wantsDisplay_ = false;
     std::shared_ptr<tarnel::BondListener<bool>> connectionListener_;
     std::optional<tarnel::platform::Observation> observation_;
+    std::weak_ptr<tarnel::Tarnel> watched_;
+    bool hearsAll_ = false;                                   ///< the base class hears any glasses
+    std::weak_ptr<tarnel::Tarnel> heard_;                     ///< whose taps the base class hears otherwise
+    std::vector<tarnel::platform::Observation> otherGlasses_; ///< of taps that the base class does not hear
 };
