@@ -83,7 +83,7 @@ void OnTheAir::install() {
 }
 
 void OnTheAir::relaunch() {
-    isLinking_ = false;
+    setIsLinking(false);
     loop_.detach();
     platform_.reset();
     install();
@@ -173,11 +173,6 @@ void OnTheAir::awaitConnection(std::string name, std::optional<platform::Duratio
         }
         advance(step);
     }
-}
-
-bool OnTheAir::isConnectionExpected() const {
-    const auto linked = device();
-    return isLinking_ || (linked && linked->shouldAutoReconnect() && !linked->isConnected.value());
 }
 
 void OnTheAir::waitUntilIdle(const std::function<void()>& progressed) {

@@ -52,12 +52,10 @@ public:
     void waitUntilIdle(const std::function<void()>& progressed = {}) override;
     void awaitReceipt() override;
     void linger() override;
-    void setIsLinking(bool isLinking) override { isLinking_ = isLinking; }
     void relaunch() override;
 
 private:
     void install();
-    bool isConnectionExpected() const;
     std::string tooLate(const std::string& name) const;
     std::string connectionProgress(const std::string& name) const;
 
@@ -66,7 +64,6 @@ private:
     MainLoop loop_;
     const std::shared_ptr<AirRecord> record_;
     std::unique_ptr<NativePlatform> platform_;
-    bool isLinking_ = false;
 };
 
 /// What the user is told when the linked glasses have forgotten this machine.
