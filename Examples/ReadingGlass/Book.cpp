@@ -65,6 +65,13 @@ std::variant<QByteArray, QString> bytesOf(const QString& file) {
     return bytes;
 }
 
+/// Whether the first bytes are those of a PNG or JPEG file.
+bool beginsAsPicture(const QString& file) {
+    QFile opened(file);
+    const auto first = opened.open(QIODevice::ReadOnly) ? opened.read(4) : QByteArray();
+    return first == "\x89PNG" || first.startsWith("\xFF\xD8\xFF");
+}
+
 } // namespace
 
 Book::Book(QString title, int pageCount, Draw draw)
@@ -82,6 +89,9 @@ std::variant<Book, QString> Book::open(const QString& file) {
         return Book(info.fileName(), count, [image = *image, parts = std::move(parts)](int number) {
             return pageOf(tarnel::crop(image, parts.at(static_cast<std::size_t>(number))));
         });
+    }
+    if (const auto* damage = std::get_if<tarnel::ImageError>(&picture); damage && beginsAsPicture(file)) {
+        return QString::fromStdString(damage->message);
     }
     auto bytes = bytesOf(file);
     if (auto* const error = std::get_if<QString>(&bytes)) {

@@ -33,11 +33,7 @@ int read(const QString& file, SetState setState) {
     ReadingWindow window(screen);
     const tarnel::QtApplicationState state([&](ApplicationState next) {
         // Who reads on the glasses works in other windows meanwhile: only a hidden reader has left.
-        const bool isSeen = next != ApplicationState::background;
-        setState(isSeen ? ApplicationState::active : ApplicationState::background);
-        if (isSeen && screen->appearance() == tarnel::ViewController::Appearance::appeared) {
-            screen->read();
-        }
+        setState(next == ApplicationState::inactive ? ApplicationState::active : next);
     });
     window.show();
     if (!file.isEmpty()) {

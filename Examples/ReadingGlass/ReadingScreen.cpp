@@ -18,54 +18,14 @@ Image imageOf(const QImage& page) {
     return Image(page.width(), page.height(), PixelFormat::gray8, std::move(pixels));
 }
 
-std::shared_ptr<Tarnel> connectedDevice() {
-    const auto device = TarnelManager::shared().currentDevice();
-    return device && device->isConnected.value() ? device : nullptr;
-}
-
 } // namespace
 
-void ReadingScreen::viewDidLoad() {
-    TarnelBaseViewController::viewDidLoad();
-    const auto weak = std::weak_ptr(std::static_pointer_cast<ReadingScreen>(shared_from_this()));
-    connectionListener_ = std::make_shared<BondListener<bool>>([weak](bool isConnected) {
-        if (const auto self = weak.lock(); self && isConnected) {
-            self->connected();
-        }
-    });
-    observation_ = platform::Platform::current().notificationCenter().observe(TarnelManager::currentDeviceChange,
-                                                                              [weak](const auto&) {
-                                                                                  if (const auto self = weak.lock()) {
-                                                                                      self->watchDevice();
-                                                                                  }
-                                                                              });
-    watchDevice();
-}
-
-void ReadingScreen::watchDevice() {
-    if (const auto device = TarnelManager::shared().currentDevice()) {
-        device->isConnected.unbind(connectionListener_);
-        device->isConnected.bind(connectionListener_, true);
-    }
-    changed();
-}
-
-void ReadingScreen::viewDidAppear(bool animated) {
-    TarnelBaseViewController::viewDidAppear(animated);
-    read();
-}
-
-void ReadingScreen::viewWillDisappear(bool animated) {
-    pause();
-    TarnelBaseViewController::viewWillDisappear(animated);
-}
-
 ReadingScreen::State ReadingScreen::state() const {
-    const auto device = connectedDevice();
-    if (!device) {
+    const auto device = TarnelManager::shared().currentDevice();
+    if (!device || !device->isConnected.value()) {
         return State::noGlasses;
     }
-    return wantsDisplay_ && device->hasControl() ? State::reading : State::paused;
+    return isActive() ? State::reading : State::paused;
 }
 
 void ReadingScreen::open(Book book) {
@@ -90,38 +50,8 @@ void ReadingScreen::turnTo(int page) {
     }
 }
 
-void ReadingScreen::read() {
-    wantsDisplay_ = true;
-    startControl();
-    const auto device = connectedDevice();
-    if (device && isActive() && !device->hasControl()) {
-        // The glasses have come, or come back, since control was taken.
-        device->setLayout(layout(), static_cast<unsigned>(displayTimeout()), hideStatusBar());
-    }
+void ReadingScreen::onControlTaken() {
     show();
-    changed();
-}
-
-void ReadingScreen::pause() {
-    wantsDisplay_ = false;
-    stopControl();
-    changed();
-}
-
-void ReadingScreen::connected() {
-    if (wantsDisplay_) {
-        read();
-    } else {
-        changed();
-    }
-}
-
-/// Also when another application has taken the display, over a connection that stands: then it is theirs.
-void ReadingScreen::onDisconnected() {
-    const auto device = TarnelManager::shared().currentDevice();
-    if (device && device->isAuthenticated()) {
-        wantsDisplay_ = false;
-    }
     changed();
 }
 
@@ -135,13 +65,9 @@ void ReadingScreen::onTap(const platform::Notification& notification) {
     }
 }
 
-void ReadingScreen::onPowerButtonTap(const platform::Notification&) {
-    pause();
-}
-
 void ReadingScreen::show() {
-    const auto device = connectedDevice();
-    if (book_ && device && state() == State::reading) {
+    const auto device = TarnelManager::shared().currentDevice();
+    if (book_ && device && isActive()) {
         device->canvas.drawBackground(imageOf(pageImage_), 0, 0, false);
         device->canvas.commit();
     }

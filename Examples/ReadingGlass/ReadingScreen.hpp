@@ -2,7 +2,7 @@
 
 #include "Book.hpp"
 
-#include <TarnelSDK/ui/TarnelBaseViewController.hpp>
+#include <TarnelSDK/ui/GlassesScreen.hpp>
 
 #include <QString>
 #include <functional>
@@ -10,8 +10,8 @@
 #include <optional>
 
 /// Shows one page at a time on the glasses: a tap turns to the next one, two taps turn back, and the power button gives
-/// the display back until `read`. Main queue.
-class ReadingScreen : public tarnel::TarnelBaseViewController {
+/// the display back until `startControl`. Main queue.
+class ReadingScreen : public tarnel::GlassesScreen {
 public:
     enum class State {
         noGlasses, ///< none are linked, or they are out of reach
@@ -32,31 +32,21 @@ public:
 
     void next();
     void back();
-    /// Takes the display and shows the page, now or as soon as the glasses are connected.
-    void read();
-    /// Gives the display back.
-    void pause();
 
-    void viewDidLoad() override;
-    void viewDidAppear(bool animated) override;
-    void viewWillDisappear(bool animated) override;
+    void onControlTaken() override;
+    void onControlLost() override { changed(); }
+    void onConnected() override { changed(); }
+    void onDisconnected() override { changed(); }
     void onTap(const tarnel::platform::Notification& notification) override;
-    void onPowerButtonTap(const tarnel::platform::Notification& notification) override;
-    void onDisplayTimeout() override { pause(); }
-    void onDisconnected() override;
-    void onAppLeave() override { pause(); }
+    void onPowerButtonTap(const tarnel::platform::Notification&) override { stopControl(); }
+    void onDisplayTimeout() override { stopControl(); }
 
 private:
     void turnTo(int page);
-    void watchDevice();
-    void connected();
     void show();
     void changed() const;
 
     std::optional<Book> book_;
     int page_ = 0;
     QImage pageImage_;
-    bool wantsDisplay_ = false;
-    std::shared_ptr<tarnel::BondListener<bool>> connectionListener_;
-    std::optional<tarnel::platform::Observation> observation_;
 };

@@ -81,9 +81,9 @@ void ReadingWindow::makeActions() {
     next_ = add(tr("&Next"), Qt::Key_PageDown, [this] { screen_->next(); });
     read_ = add(tr("&Read"), Qt::CTRL | Qt::Key_R, [this] {
         if (screen_->state() == ReadingScreen::State::reading) {
-            screen_->pause();
+            screen_->stopControl();
         } else {
-            screen_->read();
+            screen_->startControl();
         }
     });
 }

@@ -13,6 +13,7 @@ packages_to_test=(
     "${packages_to_build[@]}"
     clang clang-format clang-tidy libclang-rt-dev llvm python3
     libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
+    fonts-dejavu-core
     dbus-daemon dunst xvfb xauth
 )
 

@@ -7,7 +7,7 @@
 
 namespace tarnel::glasses {
 
-/// Codes of the attribute protocol (Bluetooth Core Specification, Vol 3, Part F, 3.4.1.1) that the simulation uses.
+/// Codes of the attribute protocol (Bluetooth Core, Vol 3, Part F, 3.4.1.1) that the simulation uses.
 enum AttributeError : int {
     invalidHandle = 0x01,
     readNotPermitted = 0x02,

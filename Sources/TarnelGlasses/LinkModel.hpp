@@ -9,7 +9,7 @@ namespace tarnel::glasses {
 
 enum class Phy { le1M, le2M };
 
-/// How fast a simulated connection is and when it gives up. Air times follow the Bluetooth Core Specification, Vol 6,
+/// How fast a simulated connection is and when it gives up. Air times follow Bluetooth Core, Vol 6,
 /// Part B: unencrypted packets, each answered after the inter-frame space by an empty one.
 struct LinkModel {
     /// ATT MTU in bytes, at least 23. A value takes at most `mtu - 3` bytes.

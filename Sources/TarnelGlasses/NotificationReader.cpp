@@ -8,7 +8,7 @@ namespace tarnel::glasses {
 
 namespace {
 
-// Apple Notification Center Service Specification.
+// Apple Notification Center Service (ANCS).
 constexpr std::size_t eventLength = 8;
 constexpr std::uint8_t addedEvent = 0;
 constexpr std::uint8_t modifiedEvent = 1;

@@ -524,6 +524,16 @@ bool SimulatedGlasses::isAdvertising() const {
     return advertisement().has_value();
 }
 
+bool SimulatedGlasses::isStalled() const {
+    const std::lock_guard lock(mutex_);
+    return state_->isStalled;
+}
+
+bool SimulatedGlasses::isInRange() const {
+    const std::lock_guard lock(mutex_);
+    return state_->isInRange;
+}
+
 bool SimulatedGlasses::isSubscribed(const UUID& characteristic) const {
     const std::lock_guard lock(mutex_);
     return state_->subscriptions.contains(characteristic);

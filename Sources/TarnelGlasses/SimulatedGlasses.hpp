@@ -109,6 +109,8 @@ public:
     bool isConnected() const;
     bool isBonded() const;
     bool isAdvertising() const;
+    bool isStalled() const;
+    bool isInRange() const;
     /// Whether the host is subscribed to this characteristic.
     bool isSubscribed(const UUID& characteristic) const;
 

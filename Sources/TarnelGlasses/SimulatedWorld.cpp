@@ -3,6 +3,7 @@
 #include <TarnelSDK/schedulers/SimulatedClock.hpp>
 #include <TarnelSDK/schedulers/SimulatedRandom.hpp>
 
+#include <cstddef>
 #include <utility>
 
 namespace tarnel::glasses {
@@ -33,8 +34,22 @@ SimulatedWorld::~SimulatedWorld() {
     scheduler_->shutDown();
 }
 
-std::shared_ptr<SimulatedGlasses> SimulatedWorld::addGlasses(const GlassesOptions& options) {
+std::shared_ptr<SimulatedGlasses> SimulatedWorld::addGlasses(GlassesOptions options) {
+    if (options.identifier == GlassesOptions().identifier) {
+        options.identifier = freshIdentifier();
+    }
+    identifiers_.insert(options.identifier);
     return SimulatedGlasses::make(radio_, options);
+}
+
+UUID SimulatedWorld::freshIdentifier() const {
+    auto bytes = GlassesOptions().identifier.bytes();
+    while (identifiers_.contains(UUID(bytes))) {
+        // The node's six bytes, as one number.
+        for (std::size_t at = bytes.size(); at > 10 && ++bytes.at(at - 1) == 0; --at) {
+        }
+    }
+    return UUID(bytes);
 }
 
 void SimulatedWorld::relaunch() {

@@ -17,6 +17,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace tarnel::glasses {
@@ -51,8 +52,9 @@ public:
     ancs::NotificationProvider& notificationProvider() { return *notificationProvider_; }
     SimulatedRandom& random() { return *random_; }
 
-    /// One more pair of glasses within range.
-    std::shared_ptr<SimulatedGlasses> addGlasses(const GlassesOptions& options = {});
+    /// One more pair of glasses within range. One whose identifier is not given gets one of its own: that of
+    /// `GlassesOptions`, or where a pair has had it the next one.
+    std::shared_ptr<SimulatedGlasses> addGlasses(GlassesOptions options = {});
 
     /// Runs what may run now, without moving time.
     void run() { scheduler_->run(); }
@@ -67,6 +69,7 @@ public:
 
 private:
     void install();
+    UUID freshIdentifier() const;
 
     WorldOptions options_;
     std::shared_ptr<SimulatedScheduler> scheduler_;
@@ -78,6 +81,7 @@ private:
     std::shared_ptr<ancs::NotificationProvider> notificationProvider_;
     std::shared_ptr<ancs::OwnNotifications> sharedNotifications_;
     std::shared_ptr<SimulatedBluetooth> bluetooth_;
+    std::set<UUID> identifiers_; ///< of all glasses there have been
 };
 
 } // namespace tarnel::glasses

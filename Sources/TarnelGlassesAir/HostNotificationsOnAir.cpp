@@ -7,7 +7,7 @@ namespace tarnel::glasses {
 
 namespace {
 
-// Apple Notification Center Service Specification.
+// Apple Notification Center Service (ANCS).
 const UUID& notificationService() {
     static const UUID uuid = UUID::bluetooth("7905F431-B5CE-4E99-A40F-4B1E122D00D0");
     return uuid;

@@ -5,7 +5,7 @@
 namespace tarnel::glasses {
 
 bool OnAirLink::setMTU(std::uint16_t mtu) {
-    constexpr std::size_t longest = 512; // Bluetooth Core Specification, Vol 3, Part F, 3.2.9
+    constexpr std::size_t longest = 512; // Bluetooth Core, Vol 3, Part F, 3.2.9
     const std::size_t length =
         std::clamp<std::size_t>(mtu, leastLength + attWriteHeader, longest + attWriteHeader) - attWriteHeader;
     return std::exchange(maximumLength_, std::max(maximumLength_, length)) < length;

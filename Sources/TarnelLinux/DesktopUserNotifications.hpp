@@ -28,8 +28,8 @@ struct DesktopNotificationOptions {
     std::function<void(const std::string& busName)> connected = nullptr;
 };
 
-/// Notifications through the desktop's notification service (org.freedesktop.Notifications, Desktop Notifications
-/// Specification 1.2). The first notification that is shown connects to the session bus and starts one thread.
+/// Notifications through the desktop's notification service (org.freedesktop.Notifications, Desktop
+/// Notifications 1.2). The first notification that is shown connects to the session bus and starts one thread.
 ///
 /// The completion of `add` is called when the service has taken the notification or cannot: no session bus, no service,
 /// no answer in time. A click on the notification is the default action, closing it by hand its dismissal; a

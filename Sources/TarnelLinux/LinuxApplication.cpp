@@ -28,11 +28,21 @@ LinuxApplication::LinuxApplication(std::optional<std::string> identifier,
 
 void LinuxApplication::setState(platform::ApplicationState state) {
     using platform::ApplicationState;
-    if (state_ == ApplicationState::active && state != ApplicationState::active && platform::Platform::isInstalled() &&
-        platform::Platform::current().services().application.get() == this) {
-        platform::Platform::current().notificationCenter().post({willResignActive, nullptr, {}});
+    const bool wasActive = state_ == ApplicationState::active;
+    const bool isActive = state == ApplicationState::active;
+    if (wasActive && !isActive) {
+        post(willResignActive);
     }
     state_ = state;
+    if (isActive && !wasActive) {
+        post(didBecomeActive);
+    }
+}
+
+void LinuxApplication::post(const char* name) const {
+    if (platform::Platform::isInstalled() && platform::Platform::current().services().application.get() == this) {
+        platform::Platform::current().notificationCenter().post({name, nullptr, {}});
+    }
 }
 
 } // namespace tarnel

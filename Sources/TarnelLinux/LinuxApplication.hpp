@@ -23,7 +23,8 @@ public:
 
     /// `active` unless the application says otherwise.
     platform::ApplicationState state() const override { return state_; }
-    /// Posts `willResignActive` first where it leaves `active` and is the installed platform's application.
+    /// As the installed platform's application, posts `willResignActive` before it leaves `active`, and
+    /// `didBecomeActive` after it has become that.
     void setState(platform::ApplicationState state);
 
     std::optional<std::filesystem::path> documentDirectory() const override { return documentDirectory_; }
@@ -34,6 +35,8 @@ public:
     std::string locale() const override { return locale_; }
 
 private:
+    void post(const char* name) const;
+
     const std::optional<std::string> identifier_;
     const std::optional<std::filesystem::path> documentDirectory_;
     const std::optional<std::filesystem::path> resourceDirectory_;

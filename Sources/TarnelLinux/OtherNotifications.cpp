@@ -27,7 +27,7 @@ std::string keyOf(std::uint32_t id) {
     return "desktop " + std::to_string(id);
 }
 
-/// The categories of the Desktop Notifications Specification 1.2 that glasses know: "email.arrived" is of "email".
+/// The categories of the Desktop Notifications 1.2 that glasses know: "email.arrived" is of "email".
 ancs::Category categoryOf(std::string_view category) {
     constexpr std::array<std::pair<std::string_view, ancs::Category>, 4> known{{
         {"email", ancs::Category::email},

@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 namespace {
 
 std::optional<fs::path> absolute(std::optional<std::string> text) {
-    // The XDG specification wants relative paths ignored.
+    // XDG Base Directory 0.8 wants relative paths ignored.
     if (!text || !text->starts_with('/')) {
         return std::nullopt;
     }

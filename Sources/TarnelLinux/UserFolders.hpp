@@ -16,8 +16,8 @@ Environment processEnvironment();
 /// The user's home: "HOME", or what the system's user database says; empty when neither names an absolute path.
 std::optional<std::filesystem::path> homeFolder(const Environment& environment);
 
-/// Where the user's programs keep their settings: "XDG_CONFIG_HOME", or ".config" in the home, after the XDG Base
-/// Directory Specification. It need not exist.
+/// Where the user's programs keep their settings: "XDG_CONFIG_HOME", or ".config" in the home, after XDG Base
+/// Directory 0.8. It need not exist.
 std::optional<std::filesystem::path> configurationFolder(const Environment& environment);
 
 /// The user's documents, as "user-dirs.dirs" in the configuration folder names them (xdg-user-dirs), or an existing

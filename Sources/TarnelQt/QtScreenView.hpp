@@ -1,5 +1,6 @@
 #pragma once
 
+#include <TarnelSDK/ui/Elements.hpp>
 #include <TarnelSDK/ui/ScreenToolkit.hpp>
 
 #include <QPointer>
@@ -27,8 +28,8 @@ public:
 
     // How it stands over a window when its screen is presented.
 
-    /// How dark it becomes around the widget, 0 to 1.
-    virtual double dimming() const { return 0.4; }
+    /// What lies over the window around the widget.
+    virtual Overlay overlay() const { return {}; }
     /// Where the widget stands in a window of this size: at first in the middle, as large as it wants to be.
     virtual QRect place(const QSize& window) const;
     /// The user pressed Escape.

@@ -6,8 +6,6 @@
 namespace tarnel::command {
 namespace {
 
-constexpr std::int64_t secondsOfDay = 86'400;
-
 JSON describe(const Parameter& parameter) {
     JSON::Object description{
         {"name", parameter.name}, {"is", parameter.description()}, {"required", parameter.isRequired}};

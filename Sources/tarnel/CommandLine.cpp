@@ -3,8 +3,10 @@
 #include "Commands.hpp"
 #include "Failure.hpp"
 #include "Files.hpp"
+#include "NativePlatform.hpp"
 #include "Options.hpp"
 #include "Text.hpp"
+#include "Window.hpp"
 
 #include <algorithm>
 #include <csignal>
@@ -46,15 +48,36 @@ void addHelp(CLI::App& app, Action& action) {
         [&app, words, &action] { action = [&app, words] { writeOutput(helpOf(commandNamed(app, *words))); }; });
 }
 
+/// The program and the commands that were called, one within the other.
+std::vector<const CLI::App*> calledCommands(const CLI::App& app) {
+    std::vector<const CLI::App*> commands{&app};
+    for (auto called = app.get_subcommands(); !called.empty(); called = called.front()->get_subcommands()) {
+        commands.push_back(called.front());
+    }
+    return commands;
+}
+
 /// "tarnel message encode", as far as the words were understood.
 std::string calledCommand(const CLI::App& app) {
-    std::string words = app.get_name();
-    const CLI::App* command = &app;
-    for (auto called = command->get_subcommands(); !called.empty(); called = command->get_subcommands()) {
-        command = called.front();
-        words += " " + command->get_name();
+    std::string words;
+    for (const auto* command : calledCommands(app)) {
+        words += (words.empty() ? "" : " ") + command->get_name();
     }
     return words;
+}
+
+/// Throws `UsageError` for a word that is the name of nothing: an option, or a command where one is due.
+void requireKnownNames(const CLI::App& app) {
+    const auto* command = calledCommands(app).back();
+    const bool takesCommand = !command->get_subcommands([](const CLI::App*) { return true; }).empty();
+    for (const auto& word : app.remaining(true)) {
+        if (word.size() > 1 && word.front() == '-') {
+            throw UsageError("there is no option \"" + word + "\"");
+        }
+        if (takesCommand) {
+            throw UsageError("there is no command \"" + word + "\"");
+        }
+    }
 }
 
 std::string oneLine(std::string text) {
@@ -79,11 +102,27 @@ void perform(CLI::App& app, const Action& action, int argc, const char* const* a
         return writeOutput(app.help());
     } catch (const CLI::CallForVersion& version) {
         return writeOutput(version.what() + std::string("\n"));
+    } catch (const CLI::ParseError&) {
+        // What is unknown is named before what is missing.
+        requireKnownNames(app);
+        throw;
     }
     if (!action) {
         throw UsageError("which command?");
     }
     action();
+}
+
+/// What the program was built without.
+std::vector<std::string> partsLeftOut() {
+    std::vector<std::string> parts;
+    if (!NativePlatform::exists()) {
+        parts.emplace_back("without Bluetooth");
+    }
+    if (!hasWindows()) {
+        parts.emplace_back("without windows");
+    }
+    return parts;
 }
 
 } // namespace
@@ -96,7 +135,8 @@ int run(int argc, const char* const* argv) {
     Action action;
     app.formatter(usage("Usage: tarnel COMMAND [ARGUMENTS]"));
     app.require_subcommand(0, 1);
-    app.set_version_flag("--version", "tarnel " TARNEL_VERSION);
+    const std::string leftOut = CLI::detail::join(partsLeftOut(), ", ");
+    app.set_version_flag("--version", "tarnel " TARNEL_VERSION + (leftOut.empty() ? "" : " (" + leftOut + ")"));
     addShow(app, action);
     addText(app, action);
     addPlay(app, action);
@@ -110,12 +150,11 @@ int run(int argc, const char* const* argv) {
     addMessage(app, action);
     addImage(app, action);
     addFont(app, action);
-#ifdef TARNEL_HAS_AIR
     addGlasses(app, action);
-#endif
     addHelp(app, action);
     app.footer(
-        "Exit status: 0 done, 1 failed (one line on standard error says what and what to do), 2 called wrongly.");
+        "Exit status: 0 done, 1 failed (one line on standard error says what and what to do), 2 called wrongly." +
+        (leftOut.empty() ? "" : "\nThis tarnel was built " + leftOut + "."));
 
     try {
         perform(app, action, argc, argv);

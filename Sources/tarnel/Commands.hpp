@@ -25,7 +25,6 @@ void addDoctor(CLI::App& app, Action& action);
 void addMessage(CLI::App& app, Action& action);
 void addImage(CLI::App& app, Action& action);
 void addFont(CLI::App& app, Action& action);
-/// Where there is the Linux platform.
 void addGlasses(CLI::App& app, Action& action);
 
 } // namespace tarnel::command

@@ -1,10 +1,9 @@
-#include "Commands.hpp"
+#include "DoctorOptions.hpp"
 #include "Failure.hpp"
 #include "Files.hpp"
 #include "JSON.hpp"
 #include "NativePlatform.hpp"
 #include "OnTheAir.hpp"
-#include "Options.hpp"
 #include "Text.hpp"
 
 #include <TarnelLinux/BluetoothDoctor.hpp>
@@ -18,11 +17,6 @@ namespace tarnel::command {
 namespace {
 
 using Result = Finding::Result;
-
-struct DoctorOptions {
-    std::optional<std::string> adapter;
-    bool asJSON = false;
-};
 
 const char* nameOf(Result result) {
     switch (result) {
@@ -96,18 +90,7 @@ void diagnose(const DoctorOptions& options) {
 } // namespace
 
 void addDoctor(CLI::App& app, Action& action) {
-    auto options = std::make_shared<DoctorOptions>();
-    auto* command = app.add_subcommand("doctor", "Find out why Bluetooth does not work");
-    command->formatter(usage("Usage: tarnel doctor [--adapter hciN|ADDRESS] [--json]"));
-    command->add_option("--adapter", options->adapter, "The adapter that is to be used (default: any)")
-        ->type_name("hciN|ADDRESS");
-    command->add_flag("--json", options->asJSON,
-                      "In JSON: \"ok\" and \"checks\", each with \"check\", \"result\" (\"ok\", \"problem\", \"not "
-                      "checked\"), \"text\", \"remedy\"");
-    command->footer(
-        "Below each problem is the one command that mends it. An earlier problem may be the cause of later\n"
-        "ones. Nothing is changed. Exit status: 0 without a problem, 1 with one.");
-    command->callback([options, &action] { action = [options] { diagnose(*options); }; });
+    addDoctor(app, action, diagnose);
 }
 
 } // namespace tarnel::command

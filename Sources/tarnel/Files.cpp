@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <map>
+#include <random>
 
 namespace tarnel::command {
 namespace {
@@ -81,6 +83,18 @@ std::string followed(const std::string& path) {
     return error ? path : target.string();
 }
 
+/// The same for every spelling of a file, which need not be there.
+std::string identityOf(const std::string& path) {
+    constexpr int mostLinks = 40;
+    std::error_code error;
+    std::filesystem::path file = std::filesystem::absolute(path, error);
+    // A link to nothing is followed too: what is opened through it is made there.
+    for (int links = 0; links < mostLinks && std::filesystem::is_symlink(file, error); ++links) {
+        file = file.parent_path() / std::filesystem::read_symlink(file, error);
+    }
+    return std::filesystem::weakly_canonical(file, error).string();
+}
+
 bool exists(const std::string& path) {
     std::error_code error;
     return std::filesystem::exists(path, error);
@@ -94,21 +108,17 @@ bool isSpecial(const std::string& path) {
            !std::filesystem::is_directory(status);
 }
 
-mode_t modeOfNewFile(const std::string& target) {
+std::optional<mode_t> modeOf(const std::string& path) {
     struct stat status {};
-    if (::stat(target.c_str(), &status) == 0) {
-        return status.st_mode & 0777;
-    }
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    return 0666 & ~mask;
+    return ::stat(path.c_str(), &status) == 0 ? std::optional(status.st_mode & 0777U) : std::nullopt;
 }
 
-/// A file beside the target that takes its place or is removed.
+/// A file beside the target that takes its place or is removed. It has the permissions of the file that is there, or
+/// those that the system gives to a new one.
 class Replacement {
 public:
     explicit Replacement(const std::string& target)
-        : target_(target), path_(target + ".XXXXXX"), descriptor_(::mkostemp(path_.data(), O_CLOEXEC)) {}
+        : target_(target), mode_(modeOf(target)), descriptor_(make(target, mode_.value_or(0666), path_)) {}
     ~Replacement() {
         if (descriptor_.isOpen() && !isStored_) {
             ::unlink(path_.c_str());
@@ -124,14 +134,29 @@ public:
         if (const int error = writeAll(descriptor_.number(), bytes); error != 0) {
             return error;
         }
-        isStored_ = ::fchmod(descriptor_.number(), modeOfNewFile(target_)) == 0 && ::fsync(descriptor_.number()) == 0 &&
+        isStored_ = (!mode_ || ::fchmod(descriptor_.number(), *mode_) == 0) && ::fsync(descriptor_.number()) == 0 &&
                     ::rename(path_.c_str(), target_.c_str()) == 0;
         return isStored_ ? 0 : errno;
     }
 
 private:
+    /// A new file of a name that none has, opened; -1 with an error.
+    static int make(const std::string& target, mode_t mode, std::string& path) {
+        constexpr int mostTries = 100;
+        std::random_device random;
+        for (int tries = 0; tries < mostTries; ++tries) {
+            path = target + "." + std::to_string(random());
+            const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+            if (descriptor >= 0 || errno != EEXIST) {
+                return descriptor;
+            }
+        }
+        return -1;
+    }
+
     std::string target_;
     std::string path_;
+    std::optional<mode_t> mode_;
     Descriptor descriptor_;
     bool isStored_ = false;
 };
@@ -165,6 +190,19 @@ void writeOutput(std::string_view text) {
     writeOutput(viewOf(text));
 }
 
+void requireDifferentFiles(std::initializer_list<NamedFile> files) {
+    std::map<std::string, const char*> optionOf;
+    for (const auto& [option, file] : files) {
+        if (!file || *file == "-") {
+            continue;
+        }
+        const auto [other, isNew] = optionOf.emplace(identityOf(*file), option);
+        if (!isNew) {
+            throw UsageError(std::string(other->second) + " and " + option + " take different files");
+        }
+    }
+}
+
 void reserveStandardOutput() {
     const int reserved = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     const Descriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
@@ -178,12 +216,12 @@ OutputFile::OutputFile(std::string path) : path_(std::move(path)), target_(follo
     if (isStandardOutput()) {
         return;
     }
-    if (target_.empty() || std::filesystem::path(target_).filename().empty()) {
-        fail("write", "\"" + path_ + "\"", ENOENT);
-    }
     std::error_code ignored;
     if (std::filesystem::is_directory(target_, ignored)) {
         fail("write", path_, EISDIR);
+    }
+    if (target_.empty() || std::filesystem::path(target_).filename().empty()) {
+        fail("write", "\"" + path_ + "\"", ENOENT);
     }
     if (exists(target_) && ::access(target_.c_str(), W_OK) != 0) {
         fail("write", path_, errno);

@@ -3,8 +3,11 @@
 #include <TarnelSDK/platform/Bytes.hpp>
 
 #include <cstddef>
+#include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 /// Files as a command's arguments name them; "-" is standard input or output. All throw `Failure`, with the file's name
 /// and what the system says.
@@ -16,6 +19,12 @@ Bytes readFile(const std::string& path, std::size_t limit);
 /// Writes all of it to standard output, at once.
 void writeOutput(std::string_view text);
 void writeOutput(ByteView bytes);
+
+/// A file and the option that names it.
+using NamedFile = std::pair<const char*, std::optional<std::string>>;
+
+/// Throws `UsageError` when two of them are the same file, however it is spelt. "-" may be there more than once.
+void requireDifferentFiles(std::initializer_list<NamedFile> files);
 
 /// From now on standard output carries what `writeOutput` writes and nothing else: what other code of the process
 /// prints is dropped.

@@ -1,8 +1,10 @@
 #include "Commands.hpp"
 #include "Failure.hpp"
+#include "Files.hpp"
 #include "GlassesSession.hpp"
 #include "Operation.hpp"
 #include "Options.hpp"
+#include "SimulationOptions.hpp"
 #include "Window.hpp"
 
 #include <memory>
@@ -11,15 +13,7 @@
 namespace tarnel::command {
 namespace {
 
-using glasses::AdvertisingMode;
 using glasses::LvglVersion;
-
-constexpr Cases<AdvertisingMode, 4> advertisingNames{{
-    {"normal", AdvertisingMode::normal},
-    {"other", AdvertisingMode::otherManufacturerData},
-    {"none", AdvertisingMode::noManufacturerData},
-    {"update", AdvertisingMode::update},
-}};
 
 constexpr Cases<LvglVersion, 3> lvglNames{{
     {"8.2", LvglVersion::v8_2},
@@ -58,9 +52,7 @@ void runGlasses(const GlassesCommandOptions& options) {
     if (options.frame == "-" || options.trace == "-") {
         throw UsageError("standard output takes what happens; give --frame and --trace a file");
     }
-    if (options.frame && options.frame == options.trace) {
-        throw UsageError("--frame and --trace take different files");
-    }
+    requireDifferentFiles({{"--frame", options.frame}, {"--trace", options.trace}});
     if (options.inWindow) {
         requireWindow();
     }
@@ -68,24 +60,11 @@ void runGlasses(const GlassesCommandOptions& options) {
 }
 
 void addWhatTheyAre(CLI::App* command, const std::shared_ptr<GlassesCommandOptions>& options) {
-    auto& glasses = options->glasses;
-    command->add_option("--name", glasses.name, "Their name (default " + glasses.name + ")")->type_name("TEXT");
-    command->add_option("--protocol", glasses.protocolVersion, "1: writes with response only; 2: without too (default)")
-        ->type_name("1|2")
-        ->check(CLI::IsMember({1, 2}).description(""));
-    command->add_flag("--pairing", glasses.requiresPairing, "They need a bond");
-    addChoice<AdvertisingMode>(
-        command, "--advertising", advertisingNames,
-        [options](AdvertisingMode mode) { options->glasses.advertisingMode = mode; },
-        "What manufacturer data they advertise: as usual (default), of another mode, none; or update mode");
+    addGlassesOptions(command, {options, &options->glasses}, command->option_defaults()->get_group());
     addChoice<LvglVersion>(
         command, "--lvgl", lvglNames, [options](LvglVersion version) { options->glasses.lvglVersion = version; },
         "Whose loader reads fonts (default 8.3)");
-    command->add_option("--battery", glasses.batteryLevel, "Per cent (default 80)")
-        ->type_name("N")
-        ->check(CLI::Range(0, 100).description(""));
-    command->add_flag("--charging", glasses.isCharging, "The battery charges");
-    command->add_option("--serial", glasses.serialNumber, "Their serial number")->type_name("TEXT");
+    command->add_option("--serial", options->glasses.serialNumber, "Their serial number")->type_name("TEXT");
 }
 
 } // namespace

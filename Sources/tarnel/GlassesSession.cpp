@@ -60,35 +60,30 @@ const char* nameOf(Radio radio) {
     return names.at(static_cast<std::size_t>(radio));
 }
 
-/// What is wrong and what to do.
-std::string remedyOf(const PeripheralManagerState& state, const std::optional<std::string>& adapter) {
+std::string whatIsWrong(const PeripheralManagerState& state, const std::optional<std::string>& adapter) {
+    const std::string reason = state.failure.empty() ? "" : " (" + state.failure + ")";
     switch (state.radio) {
     case Radio::noService:
-        return "the Bluetooth service does not answer (" + state.failure + "); start it: systemctl start bluetooth";
+        return "the Bluetooth service cannot be reached" + reason;
     case Radio::forbidden:
-        return "this user may not use the Bluetooth service (" + state.failure +
-               "); run as root, or as a user of the group bluetooth";
+        return "this user may not use the Bluetooth service" + reason;
     case Radio::noAdapter:
-        return adapter ? "there is no Bluetooth adapter " + *adapter + "; bluetoothctl list names those there are"
-                       : "there is no Bluetooth adapter; plug one in, or look for it with: dmesg | grep -i bluetooth";
+        return "there is no Bluetooth adapter" + (adapter ? " " + *adapter : "");
     case Radio::poweredOff:
-        return "the Bluetooth adapter is off; switch it on: rfkill unblock bluetooth; bluetoothctl power on";
+        return "the Bluetooth adapter is switched off";
     case Radio::unsupported:
-        return "the adapter or the Bluetooth service cannot be a peripheral; it takes an adapter with Bluetooth LE and "
-               "BlueZ 5.50 or newer";
+        return "the adapter or the Bluetooth service cannot be a peripheral, which takes an adapter with Bluetooth LE "
+               "and BlueZ 5.50 or newer";
     case Radio::unknown:
     case Radio::ready:
         break;
     }
-    return "the Bluetooth service refused (" + state.failure + "); restart it: systemctl restart bluetooth";
+    return "the Bluetooth service refused" + reason;
 }
 
-std::string shortened(std::string text) {
-    if (text.size() > longestShownMessage) {
-        text.resize(longestShownMessage);
-        text += "...";
-    }
-    return text;
+/// What is wrong and where the user is told what to do.
+std::string adviceOn(const PeripheralManagerState& state, const std::optional<std::string>& adapter) {
+    return whatIsWrong(state, adapter) + "; tarnel doctor tells what to do about it";
 }
 
 } // namespace
@@ -267,8 +262,7 @@ void GlassesSession::perform(const WearerCommands::Result& result) {
     case WearerCommands::Outcome::quit:
         return finish();
     case WearerCommands::Outcome::help:
-        return tell({{"event", "help"}, {"text", std::string(WearerCommands::help)}},
-                    std::string(WearerCommands::help));
+        return tellHelp();
     case WearerCommands::Outcome::done:
         return tell({{"event", "command"}, {"text", result.text}}, result.text);
     }
@@ -276,15 +270,23 @@ void GlassesSession::perform(const WearerCommands::Result& result) {
 
 // Output.
 
-void GlassesSession::tell(const JSON::Object& event, const std::string& text) {
+void GlassesSession::tell(const JSON::Object& event, std::string_view text) {
     if (options_.asJSON) {
         return writeOutput(command::text(event) + "\n");
     }
     if (options_.isShown) {
-        lastLine_ = text;
+        lastLine_ = printable(text);
         return drawTerminal();
     }
-    writeOutput(text + (text.ends_with('\n') ? "" : "\n"));
+    writeOutput(printable(text) + "\n");
+}
+
+void GlassesSession::tellHelp() {
+    const auto help = WearerCommands::help;
+    if (options_.asJSON || options_.isShown) {
+        return tell({{"event", "help"}, {"text", std::string(help)}}, help.substr(0, help.find('\n')));
+    }
+    writeOutput(help);
 }
 
 void GlassesSession::stateChanged(const PeripheralManagerState& state) {
@@ -295,13 +297,17 @@ void GlassesSession::stateChanged(const PeripheralManagerState& state) {
 void GlassesSession::judge(const PeripheralManagerState& state) {
     const bool isOff = state.radio != Radio::ready || !state.failure.empty();
     if (!wasReady_ && isOff) {
-        throw Failure(remedyOf(state, options_.air.adapter));
+        throw Failure(adviceOn(state, options_.air.adapter));
     }
     wasReady_ = wasReady_ || state.isAdvertising;
-    const std::string what = isOff                 ? remedyOf(state, options_.air.adapter)
+    const std::string what = isOff                 ? adviceOn(state, options_.air.adapter)
                              : state.isAdvertising ? "on the air as " + glasses_->name()
                                                    : "not advertising";
-    if (!options_.asJSON && what == std::exchange(lastState_, what)) {
+    // A reader need not know each way in which one radio fails.
+    const bool isSame = state.radio == Radio::ready ? what == lastState_ : state.radio == lastRadio_;
+    lastState_ = what;
+    lastRadio_ = state.radio;
+    if (!options_.asJSON && isSame) {
         return;
     }
     tell({{"event", "state"},
@@ -318,7 +324,7 @@ void GlassesSession::connected(const ConnectedCentral& central) {
                    {"address", central.address},
                    {"name", central.name},
                    {"isBonded", central.isBonded}},
-                  "connected: " + central.address + (central.name.empty() ? "" : " (" + printable(central.name) + ")"));
+                  "connected: " + central.address + (central.name.empty() ? "" : " (" + central.name + ")"));
     });
 }
 
@@ -364,11 +370,11 @@ void GlassesSession::tellRecords() {
     for (const auto& message : messages) {
         const auto value = toJSON(message.value);
         tell({{"event", "message"}, {"bytes", std::uint64_t{message.bytes.size()}}, {"value", value}},
-             "message of " + grouped(message.bytes.size()) + " bytes: " + printable(shortened(text(value))));
+             "message of " + grouped(message.bytes.size()) + " bytes: " + shortened(text(value), longestShownMessage));
     }
     for (const auto& error : errors) {
         tell({{"event", "error"}, {"code", static_cast<int>(error.code)}, {"text", error.text}},
-             "error " + std::to_string(static_cast<int>(error.code)) + ": " + printable(error.text));
+             "error " + std::to_string(static_cast<int>(error.code)) + ": " + error.text);
     }
 }
 
@@ -389,10 +395,10 @@ void GlassesSession::tellNotifications() {
         }
         auto event = membersOf(notification);
         event.insert(event.begin(), {"event", "notification"});
-        std::string said = shortened(notification.title + ": " + notification.message);
+        std::string said = shortened(notification.title + ": " + notification.message, longestShownMessage);
         std::replace(said.begin(), said.end(), '\n', ' ');
-        tell(event, "notification " + std::to_string(notification.uid) + " of " + printable(notification.application) +
-                        ": " + printable(said));
+        tell(event,
+             "notification " + std::to_string(notification.uid) + " of " + notification.application + ": " + said);
     }
 }
 
@@ -440,8 +446,7 @@ void GlassesSession::drawTerminal() {
         return;
     }
     const auto [columns, rows] = Terminal::size();
-    std::string status = lastLine_.substr(0, lastLine_.find('\n'));
-    status.resize(std::min(status.size(), static_cast<std::size_t>(columns)));
+    const std::string status = fitted(lastLine_, static_cast<std::size_t>(columns));
     writeOutput("\x1b[H" + terminalPicture(*shown_, columns, rows - 1) + status + "\x1b[K\x1b[J");
 }
 

@@ -21,6 +21,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -70,7 +71,9 @@ private:
     void takeLine(const std::string& line);
     void perform(const WearerCommands::Result& result);
     void post(std::function<void(GlassesSession&)> step);
-    void tell(const JSON::Object& event, const std::string& text);
+    /// One line for a reader, whatever is in its text, or the event.
+    void tell(const JSON::Object& event, std::string_view text);
+    void tellHelp();
     void judge(const bluez::PeripheralManagerState& state);
     std::pair<std::vector<glasses::ReceivedMessage>, std::vector<glasses::CommandError>> newRecords();
     void tellRecords();
@@ -103,7 +106,8 @@ private:
     // On the session's thread.
     bool hasEnded_ = false;
     bool wasReady_ = false;
-    std::string lastState_;
+    std::string lastState_; ///< as it was told
+    bluez::PeripheralManagerState::Radio lastRadio_ = bluez::PeripheralManagerState::Radio::unknown;
     std::string input_;
     std::size_t seenMessages_ = 0;
     std::size_t seenErrors_ = 0;

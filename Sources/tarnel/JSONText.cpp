@@ -1,8 +1,14 @@
 #include "Failure.hpp"
 #include "JSON.hpp"
+#include "Text.hpp"
+
+#include <TarnelSDK/foundation/UTF8.hpp>
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <array>
+#include <cstdio>
 #include <unordered_set>
 
 namespace tarnel::command {
@@ -111,6 +117,13 @@ private:
 
 void write(const JSON& value, std::string& out);
 
+/// REQUIRES: the character is one of the Basic Multilingual Plane.
+std::string escaped(char32_t character) {
+    std::array<char, 8> text{};
+    std::snprintf(text.data(), text.size(), "\\u%04x", static_cast<unsigned>(character) & 0xFFFFU);
+    return text.data();
+}
+
 struct Writer {
     std::string& out;
 
@@ -120,7 +133,14 @@ struct Writer {
     void operator()(std::uint64_t value) const { out += std::to_string(value); }
     void operator()(double value) const { out += Parser(value).dump(); }
     void operator()(const std::string& value) const {
-        out += Parser(value).dump(-1, ' ', false, Parser::error_handler_t::replace);
+        const std::string quoted = Parser(value).dump(-1, ' ', false, Parser::error_handler_t::replace);
+        if (std::all_of(quoted.begin(), quoted.end(), [](char c) { return c >= ' ' && c < '\x7F'; })) {
+            out += quoted;
+            return;
+        }
+        for (const char32_t character : decodeUTF8(quoted)) {
+            out += changesTerminal(character) ? escaped(character) : encodeUTF8({&character, 1});
+        }
     }
     void operator()(const JSON::Array& value) const {
         out += '[';

@@ -11,10 +11,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <charconv>
 #include <chrono>
 #include <cstdio>
+#include <string_view>
+#include <system_error>
 
 namespace tarnel::command {
 namespace {
@@ -58,6 +61,19 @@ std::string listOf(const std::vector<FoundGlasses>& found) {
     return list;
 }
 
+/// The number that is all of a line; 0 for anything else.
+std::size_t numberIn(std::string_view line) {
+    constexpr std::string_view blank = " \t\r\n";
+    const auto start = line.find_first_not_of(blank);
+    if (start == std::string_view::npos) {
+        return 0;
+    }
+    line = line.substr(start, line.find_last_not_of(blank) + 1 - start);
+    std::size_t number = 0;
+    const auto read = std::from_chars(line.data(), line.data() + line.size(), number);
+    return read.ec == std::errc() && read.ptr == line.data() + line.size() ? number : 0;
+}
+
 /// Asks for one of them by its number, on a terminal.
 const FoundGlasses& chosen(OnTheAir& surroundings, const std::vector<FoundGlasses>& found) {
     std::fputs(listOf(found).c_str(), stderr);
@@ -67,10 +83,9 @@ const FoundGlasses& chosen(OnTheAir& surroundings, const std::vector<FoundGlasse
     }
     std::fputs(("Which, 1 to " + std::to_string(found.size()) + "? ").c_str(), stderr);
     surroundings.awaitInput(STDIN_FILENO);
-    std::string answer(longestAnswer, '\0');
-    const auto length = ::read(STDIN_FILENO, answer.data(), answer.size());
-    std::size_t number = 0;
-    std::from_chars(answer.data(), answer.data() + std::max<ssize_t>(length, 0), number);
+    std::array<char, longestAnswer> buffer{};
+    const auto length = ::read(STDIN_FILENO, buffer.data(), buffer.size());
+    const auto number = numberIn({buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))});
     if (number < 1 || number > found.size()) {
         throw Failure("that is none of them; nothing was linked");
     }

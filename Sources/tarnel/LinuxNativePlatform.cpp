@@ -68,6 +68,10 @@ private:
 
 } // namespace
 
+bool NativePlatform::exists() {
+    return true;
+}
+
 std::unique_ptr<NativePlatform> NativePlatform::install(NativePlatformOptions options) {
     return std::make_unique<LinuxNativePlatform>(std::move(options));
 }

@@ -1,18 +1,19 @@
-#include "Commands.hpp"
+#include "DoctorOptions.hpp"
 #include "Failure.hpp"
-#include "Options.hpp"
+#include "Files.hpp"
+#include "JSON.hpp"
+#include "Missing.hpp"
 
 namespace tarnel::command {
 
 void addDoctor(CLI::App& app, Action& action) {
-    auto* command = app.add_subcommand("doctor", "Find out why Bluetooth does not work");
-    command->formatter(usage("Usage: tarnel doctor"));
-    command->callback([&action] {
-        action = [] {
-            throw Failure(
-                "this tarnel was built without Bluetooth, for which it needs SQLite and sdbus-c++ 1.2 when it "
-                "is built");
-        };
+    addDoctor(app, action, [](const DoctorOptions& options) {
+        if (options.asJSON) {
+            const JSON::Object check{
+                {"check", "build"}, {"result", "problem"}, {"text", noBluetoothText}, {"remedy", nullptr}};
+            writeOutput(text(JSON::Object{{"ok", false}, {"checks", JSON::Array{check}}}) + "\n");
+        }
+        throw Failure(noBluetoothText);
     });
 }
 

@@ -1,11 +1,15 @@
 #include "Failure.hpp"
+#include "Missing.hpp"
 #include "NativePlatform.hpp"
 
 namespace tarnel::command {
 
+bool NativePlatform::exists() {
+    return false;
+}
+
 std::unique_ptr<NativePlatform> NativePlatform::install(NativePlatformOptions) {
-    throw Failure("this tarnel was built without Bluetooth, for which it needs SQLite and sdbus-c++ 1.2 when it is "
-                  "built; simulated glasses are used with --simulated");
+    throw Failure(noBluetoothText);
 }
 
 std::optional<std::string> NativePlatform::addressOf(const UUID&) {

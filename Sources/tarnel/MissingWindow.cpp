@@ -3,6 +3,10 @@
 
 namespace tarnel::command {
 
+bool hasWindows() {
+    return false;
+}
+
 void requireWindow() {
     throw Failure("this tarnel was built without windows, for which it needs Qt 6.4 Widgets when it is built; --frame "
                   "writes what the display shows");

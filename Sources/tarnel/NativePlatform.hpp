@@ -32,6 +32,8 @@ struct NativePlatformOptions {
 /// The platform of the machine that this runs on, installed as long as it lives.
 class NativePlatform {
 public:
+    /// Whether one was built.
+    static bool exists();
     /// Throws `Failure` where none was built.
     static std::unique_ptr<NativePlatform> install(NativePlatformOptions options);
 

@@ -96,7 +96,7 @@ void OnTheAir::requireSettings() {
 }
 
 void OnTheAir::relaunch() {
-    isLinking_ = false;
+    setIsLinking(false);
     loop_.detach();
     platform_.reset();
     install();
@@ -132,7 +132,7 @@ void OnTheAir::connect() {
 
 std::string OnTheAir::connectionProgress(const std::string& name) const {
     const auto attempt = record_->attempt();
-    std::string line = "connecting to " + printable(name);
+    std::string line = "connecting to " + name;
     if (attempt.since) {
         line += ", for " + secondsText(record_->now() - *attempt.since);
     }
@@ -165,9 +165,9 @@ void OnTheAir::awaitLink(const UUID& glasses, const std::string& name) {
     }
 }
 
-void OnTheAir::awaitConnection(std::string name) {
+void OnTheAir::awaitConnection(std::string name, std::optional<platform::Duration> since) {
     const auto limit = inNanoseconds(options_.air.timeout);
-    const auto start = now();
+    const auto start = since.value_or(now());
     StatusLine line;
     while (true) {
         const auto linked = device();
@@ -186,11 +186,6 @@ void OnTheAir::awaitConnection(std::string name) {
         }
         advance(step);
     }
-}
-
-bool OnTheAir::isConnectionExpected() const {
-    const auto linked = device();
-    return isLinking_ || (linked && linked->shouldAutoReconnect() && !linked->isConnected.value());
 }
 
 void OnTheAir::waitUntilIdle(const std::function<void()>& progressed) {

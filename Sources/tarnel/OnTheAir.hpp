@@ -40,8 +40,9 @@ public:
     void makeConnections() { platform_->makeConnections(); }
     /// Returns when these are the linked glasses, whose connection is under way.
     void awaitLink(const UUID& glasses, const std::string& name);
-    /// Returns when the linked glasses can be used, of which the user is told by this name, or their own.
-    void awaitConnection(std::string name = {});
+    /// Returns when the linked glasses can be used, of which the user is told by this name, or their own. The time that
+    /// they may take counts from `since`, or from now.
+    void awaitConnection(std::string name = {}, std::optional<platform::Duration> since = {});
 
     platform::Duration now() override { return record_->now(); }
     Traffic traffic() override { return record_->traffic(); }
@@ -53,12 +54,10 @@ public:
     void waitUntilIdle(const std::function<void()>& progressed = {}) override;
     void awaitReceipt() override;
     void linger(const std::function<void()>& restore) override;
-    void setIsLinking(bool isLinking) override { isLinking_ = isLinking; }
     void relaunch() override;
 
 private:
     void install();
-    bool isConnectionExpected() const;
     std::string tooLate(const std::string& name) const;
     std::string connectionProgress(const std::string& name) const;
 
@@ -67,7 +66,6 @@ private:
     MainLoop loop_;
     const std::shared_ptr<AirRecord> record_;
     std::unique_ptr<NativePlatform> platform_;
-    bool isLinking_ = false;
 };
 
 /// What the user is told when the linked glasses have forgotten this machine.

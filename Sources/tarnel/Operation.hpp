@@ -16,6 +16,9 @@ namespace tarnel::command {
 
 class Bridge;
 
+/// As long as an operation may let time pass.
+inline constexpr std::int64_t secondsOfDay = 86'400;
+
 /// One argument that an operation of the bridge takes.
 struct Parameter {
     enum class Kind { boolean, integer, number, text, path, paths, choice, choices, bytes, json };

@@ -56,9 +56,8 @@ void play(const PlayOptions& options) {
     if (options.frame == "-" || options.surroundings.trace == "-") {
         throw UsageError("standard output takes the answers; give --frame and --trace a file");
     }
-    if (options.frame && options.frame == options.surroundings.trace) {
-        throw UsageError("--frame and --trace take different files");
-    }
+    requireDifferentFiles(
+        {{"SCENE", options.scene}, {"--frame", options.frame}, {"--trace", options.surroundings.trace}});
     reserveStandardOutput();
     LineReader reader(options.scene);
     const auto frame = options.frame ? std::optional<OutputFile>(*options.frame) : std::nullopt;

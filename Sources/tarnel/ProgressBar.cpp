@@ -14,7 +14,7 @@ constexpr std::size_t barWidth = 30;
 } // namespace
 
 std::string progressLine(std::uint64_t sent, std::uint64_t total, std::chrono::duration<double> elapsed) {
-    const double done = total == 0 ? 1 : static_cast<double>(sent) / static_cast<double>(total);
+    const double done = static_cast<double>(sent) / static_cast<double>(total);
     const auto filled = static_cast<std::size_t>(done * static_cast<double>(barWidth));
     std::string line = "[" + std::string(filled, '#') + std::string(barWidth - filled, '-') + "]  " +
                        std::to_string(static_cast<int>(done * 100)) + " %, " + grouped(sent) + " of " + grouped(total) +
@@ -28,6 +28,9 @@ std::string progressLine(std::uint64_t sent, std::uint64_t total, std::chrono::d
 }
 
 void ProgressBar::update(std::uint64_t sent, std::chrono::duration<double> elapsed) {
+    if (total_ == 0) {
+        return;
+    }
     line_.show(progressLine(std::min(sent, total_), total_, elapsed));
 }
 

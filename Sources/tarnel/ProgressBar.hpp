@@ -21,7 +21,8 @@ private:
     StatusLine line_;
 };
 
-/// The line of the bar: "[######----]  60 %, 12,000 of 20,000 bytes, 1.2 s left". `sent` is at most `total`.
+/// The line of the bar: "[######----]  60 %, 12,000 of 20,000 bytes, 1.2 s left". `sent` is at most `total`, which is
+/// not 0.
 std::string progressLine(std::uint64_t sent, std::uint64_t total, std::chrono::duration<double> elapsed);
 
 } // namespace tarnel::command

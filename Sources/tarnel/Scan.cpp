@@ -15,7 +15,7 @@ namespace tarnel::command {
 
 namespace {
 
-/// What a controller says when it does not know (Bluetooth Core Specification, Vol 4, Part E, 7.7.65.2).
+/// What a controller says when it does not know (Bluetooth Core, Vol 4, Part E, 7.7.65.2).
 constexpr int unknownStrength = 127;
 /// A radio can give itself any number of addresses.
 constexpr std::size_t mostFound = 1000;

@@ -70,14 +70,14 @@ void show(const ShowOptions& options) {
     if (isDithered(picture, options.dither)) {
         placed.picture = ditherToLevels(placed.picture);
     }
+
+    const auto surroundings = Surroundings::make(options.surroundings);
+    surroundings->connect();
     if (placed.isCut) {
         std::fputs("tarnel: the picture is larger than the display, so only its top left part is shown; --fit shows "
                    "all of it\n",
                    stderr);
     }
-
-    const auto surroundings = Surroundings::make(options.surroundings);
-    surroundings->connect();
     const auto draw = [&](Tarnel& device) {
         device.canvas.drawBackground(placed.picture, placed.place.x, placed.place.y, false);
         device.canvas.commit();

@@ -2,6 +2,7 @@
 
 #include "Failure.hpp"
 #include "Files.hpp"
+#include "Options.hpp"
 #include "ProgressBar.hpp"
 #include "Text.hpp"
 
@@ -9,10 +10,8 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
-#include <map>
-#include <system_error>
 #include <utility>
+#include <vector>
 
 namespace tarnel::command {
 namespace {
@@ -20,32 +19,33 @@ namespace {
 /// For how long the glasses leave their display to us, in seconds: longer than the slowest link takes for a picture.
 constexpr unsigned displayTimeout = 24 * 60 * 60;
 
+std::vector<std::string> optionsOnStandardOutput(const Outputs& outputs) {
+    std::vector<std::string> options;
+    for (const auto& [option, file] :
+         {std::pair{"--frame -", outputs.frame}, std::pair{"--animation -", outputs.animation},
+          std::pair{"--trace -", outputs.trace}}) {
+        if (file == "-") {
+            options.emplace_back(option);
+        }
+    }
+    if (outputs.asJSON) {
+        options.emplace_back("--json");
+    }
+    return options;
+}
+
 } // namespace
 
 void requireUsable(const Outputs& outputs) {
-    std::map<std::string, std::string> optionOf;
-    std::error_code error;
-    int toStandardOutput = outputs.asJSON ? 1 : 0;
-    for (const auto& [option, file] : {std::pair{"--frame", outputs.frame}, std::pair{"--animation", outputs.animation},
-                                       std::pair{"--trace", outputs.trace}}) {
-        if (file == "-") {
-            ++toStandardOutput;
-        } else if (file) {
-            const auto [other, isNew] =
-                optionOf.emplace(std::filesystem::weakly_canonical(*file, error).string(), option);
-            if (!isNew) {
-                throw UsageError(other->second + " and " + option + " take different files");
-            }
-        }
-    }
-    if (toStandardOutput > 1) {
-        throw UsageError("standard output takes one of --frame -, --trace - and --json");
+    requireDifferentFiles({{"--frame", outputs.frame}, {"--animation", outputs.animation}, {"--trace", outputs.trace}});
+    if (const auto options = optionsOnStandardOutput(outputs); options.size() > 1) {
+        throw UsageError("standard output takes one of " + CLI::detail::join(options, " and "));
     }
     if (!outputs.isSimulated && (outputs.frame || outputs.animation)) {
         throw UsageError(std::string(outputs.frame ? "--frame" : "--animation") +
                          " is for --simulated: what real glasses show cannot be read back");
     }
-    if (outputs.isSimulated && toStandardOutput == (outputs.asJSON ? 1 : 0) && optionOf.empty()) {
+    if (outputs.isSimulated && !outputs.frame && !outputs.animation && !outputs.trace) {
         throw UsageError("give --frame FILE, --trace FILE or both: simulated glasses are seen in no other way");
     }
 }

@@ -100,11 +100,6 @@ void Simulation::connect() {
     }
 }
 
-bool Simulation::isConnectionExpected() const {
-    const auto linked = device();
-    return isLinking_ || (linked && linked->shouldAutoReconnect() && !linked->isConnected.value());
-}
-
 void Simulation::waitUntilIdle(const std::function<void()>& progressed) {
     const auto start = now();
     const auto& link = world_->options().link;
@@ -129,7 +124,7 @@ void Simulation::waitUntilIdle(const std::function<void()>& progressed) {
 }
 
 void Simulation::relaunch() {
-    isLinking_ = false;
+    setIsLinking(false);
     world_->relaunch();
     TarnelManager::shared();
 }

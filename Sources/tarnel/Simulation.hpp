@@ -38,7 +38,6 @@ public:
     void waitUntilIdle(const std::function<void()>& progressed = {}) override;
     void awaitReceipt() override {}
     void linger(const std::function<void()>&) override {}
-    void setIsLinking(bool isLinking) override { isLinking_ = isLinking; }
     void relaunch() override;
 
     /// The air stands still, as far as is known for so long.
@@ -46,13 +45,11 @@ public:
 
 private:
     void observe(const glasses::GattTraceEvent& event);
-    bool isConnectionExpected() const;
     bool isStalled() { return stalledUntil_ && now() < *stalledUntil_; }
 
     std::optional<TraceWriter> trace_;
     std::exception_ptr traceFailure_;
     Traffic traffic_;
-    bool isLinking_ = false;
     std::optional<platform::Duration> stalledUntil_;
     std::unique_ptr<glasses::SimulatedWorld> world_;
     std::shared_ptr<glasses::SimulatedGlasses> glasses_;

@@ -20,7 +20,6 @@ using glasses::SimulatedGlasses;
 using platform::ApplicationState;
 using platform::CentralState;
 
-constexpr std::int64_t secondsOfDay = 86'400;
 constexpr std::int64_t mostRefusals = 1'000'000;
 
 constexpr Cases<AdvertisingMode, 4> advertisingModes{{

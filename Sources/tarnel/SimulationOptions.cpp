@@ -7,7 +7,7 @@
 namespace tarnel::command {
 namespace {
 
-constexpr const char* group = "Simulated glasses";
+constexpr const char* simulatedGroup = "Simulated glasses";
 
 constexpr Cases<glasses::AdvertisingMode, 4> advertisingNames{{
     {"normal", glasses::AdvertisingMode::normal},
@@ -30,7 +30,7 @@ void addLink(CLI::App* command, const std::shared_ptr<SimulationOptions>& simula
     command->add_option("--mtu", simulation->link.mtu, "ATT MTU in bytes, 23 to 517 (default 498)")
         ->type_name("N")
         ->check(CLI::Range(23, 517).description(""))
-        ->group(group);
+        ->group(simulatedGroup);
     command
         ->add_option_function<int>(
             "--interval",
@@ -40,35 +40,37 @@ void addLink(CLI::App* command, const std::shared_ptr<SimulationOptions>& simula
             "Connection interval in milliseconds, 8 to 1000 (default 15)")
         ->type_name("N")
         ->check(CLI::Range(8, 1000).description(""))
-        ->group(group);
+        ->group(simulatedGroup);
     command->add_option("--buffer", simulation->link.bufferDepth, "Writes that the host buffers, 1 to 1000 (default 8)")
         ->type_name("N")
         ->check(CLI::Range(1, 1000).description(""))
-        ->group(group);
-}
-
-void addGlasses(CLI::App* command, const std::shared_ptr<SimulationOptions>& simulation) {
-    command
-        ->add_option("--protocol", simulation->glasses.protocolVersion,
-                     "1: writes with response only; 2: without too (default)")
-        ->type_name("1|2")
-        ->check(CLI::IsMember({1, 2}).description(""))
-        ->group(group);
-    addChoice<glasses::AdvertisingMode>(
-        command, "--advertising", advertisingNames,
-        [simulation](glasses::AdvertisingMode mode) { simulation->glasses.advertisingMode = mode; },
-        "What manufacturer data they advertise: as usual (default), of another mode, none; or update mode")
-        ->group(group);
-    command->add_flag("--pairing", simulation->glasses.requiresPairing, "They need a bond")->group(group);
-    command->add_option("--name", simulation->glasses.name, "Their name")->type_name("TEXT")->group(group);
-    command->add_option("--battery", simulation->glasses.batteryLevel, "Per cent (default 80)")
-        ->type_name("N")
-        ->check(CLI::Range(0, 100).description(""))
-        ->group(group);
-    command->add_flag("--charging", simulation->glasses.isCharging, "The battery charges")->group(group);
+        ->group(simulatedGroup);
 }
 
 } // namespace
+
+void addGlassesOptions(CLI::App* command, const std::shared_ptr<glasses::GlassesOptions>& glasses,
+                       const std::string& group) {
+    command->add_option("--name", glasses->name, "Their name (default " + glasses->name + ")")
+        ->type_name("TEXT")
+        ->group(group);
+    command
+        ->add_option("--protocol", glasses->protocolVersion, "1: writes with response only; 2: without too (default)")
+        ->type_name("1|2")
+        ->check(CLI::IsMember({1, 2}).description(""))
+        ->group(group);
+    command->add_flag("--pairing", glasses->requiresPairing, "They need a bond")->group(group);
+    addChoice<glasses::AdvertisingMode>(
+        command, "--advertising", advertisingNames,
+        [glasses](glasses::AdvertisingMode mode) { glasses->advertisingMode = mode; },
+        "What manufacturer data they advertise: as usual (default), of another mode, none; or update mode")
+        ->group(group);
+    command->add_option("--battery", glasses->batteryLevel, "Per cent (default 80)")
+        ->type_name("N")
+        ->check(CLI::Range(0, 100).description(""))
+        ->group(group);
+    command->add_flag("--charging", glasses->isCharging, "The battery charges")->group(group);
+}
 
 void addSimulation(CLI::App* command, const std::shared_ptr<SimulationOptions>& simulation, CLI::Option* simulated) {
     command
@@ -76,11 +78,12 @@ void addSimulation(CLI::App* command, const std::shared_ptr<SimulationOptions>& 
             "--seed", [simulation](const std::string& digits) { simulation->seed = seedFromText(digits); },
             "The run: the same number gives the same (default 1)")
         ->type_name("N")
-        ->group(group);
-    addGlasses(command, simulation);
+        ->group(simulatedGroup);
+    addGlassesOptions(command, {simulation, &simulation->glasses}, simulatedGroup);
     addLink(command, simulation);
-    for (auto* option : command->get_options(
-             [simulated](const CLI::Option* other) { return other->get_group() == group && other != simulated; })) {
+    for (auto* option : command->get_options([simulated](const CLI::Option* other) {
+             return other->get_group() == simulatedGroup && other != simulated;
+         })) {
         option->needs(simulated);
     }
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 namespace CLI {
 class App;
@@ -18,6 +19,10 @@ struct SimulationOptions {
     glasses::GlassesOptions glasses;
     glasses::LinkModel link;
 };
+
+/// Options that say what simulated glasses are like, in a group of the help, which set `glasses`.
+void addGlassesOptions(CLI::App* command, const std::shared_ptr<glasses::GlassesOptions>& glasses,
+                       const std::string& group);
 
 /// Options that set `simulation` and may be given along with the flag `simulated` only.
 void addSimulation(CLI::App* command, const std::shared_ptr<SimulationOptions>& simulation, CLI::Option* simulated);

@@ -6,9 +6,12 @@
 #include "Options.hpp"
 #include "Text.hpp"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <string_view>
+#include <utility>
 
 namespace tarnel::command {
 namespace {
@@ -28,38 +31,56 @@ std::optional<std::string> firmwareOf(const Tarnel& device) {
     return device.getStringProperty(Property::version);
 }
 
-/// Everything that is known of the linked glasses.
+/// Everything that is known of the linked glasses, under the same keys always.
 JSON::Object stateOf(OnTheAir& surroundings) {
     const auto device = surroundings.device();
+    const auto identifier = device ? device->peripheralID() : std::nullopt;
     const auto attempt = surroundings.record().attempt();
     const auto ago = [&](const std::optional<platform::Duration>& time) {
         return time ? JSON(inSeconds(surroundings.now() - *time)) : JSON();
     };
-    JSON::Object object{{"bluetooth", nameOf(surroundings.record().state(), centralStates)},
-                        {"linked", device != nullptr}};
-    if (!device) {
-        return object;
-    }
-    const auto identifier = device->peripheralID();
-    const int battery = device->batteryLevel.value();
-    object.emplace_back("name", device->getName());
-    object.emplace_back("identifier", identifier ? JSON(identifier->string()) : JSON());
-    object.emplace_back("address", identifier ? orNull(NativePlatform::addressOf(*identifier)) : JSON());
-    object.emplace_back("connected", device->isConnected.value());
-    object.emplace_back("state", name(device->state()));
-    object.emplace_back("battery", battery < 0 ? JSON() : JSON(battery));
-    object.emplace_back("charging", battery < 0 ? JSON() : JSON(device->batteryChargeStatus.value()));
-    object.emplace_back("firmware", orNull(firmwareOf(*device)));
-    object.emplace_back("revision", rawValue(device->revision()));
-    object.emplace_back("connectingForSeconds", ago(attempt.since));
-    object.emplace_back("lastFailure", orNull(attempt.lastFailure));
-    object.emplace_back("lastFailureSecondsAgo", ago(attempt.lastFailureAt));
-    return object;
+    const bool hasTold = device && device->batteryLevel.value() >= 0;
+    return {{"bluetooth", nameOf(surroundings.record().state(), centralStates)},
+            {"linked", device != nullptr},
+            {"name", device ? JSON(device->getName()) : JSON()},
+            {"identifier", identifier ? JSON(identifier->string()) : JSON()},
+            {"address", identifier ? orNull(NativePlatform::addressOf(*identifier)) : JSON()},
+            {"connected", device && device->isConnected.value()},
+            {"state", device ? JSON(name(device->state())) : JSON()},
+            {"battery", hasTold ? JSON(device->batteryLevel.value()) : JSON()},
+            {"charging", hasTold ? JSON(device->batteryChargeStatus.value()) : JSON()},
+            {"firmware", device ? orNull(firmwareOf(*device)) : JSON()},
+            {"revision", device ? JSON(rawValue(device->revision())) : JSON()},
+            {"connectingForSeconds", ago(attempt.since)},
+            {"lastFailure", orNull(attempt.lastFailure)},
+            {"lastFailureSecondsAgo", ago(attempt.lastFailureAt)}};
 }
 
-std::string shown(const JSON& value) {
-    if (const auto* words = value.string()) {
-        return printable(*words);
+/// What the states of Bluetooth and of the glasses mean to a reader.
+std::string_view wordsOf(std::string_view state) {
+    constexpr std::array<std::pair<std::string_view, std::string_view>, 13> words{
+        {{"unknown", "not known"},
+         {"resetting", "starting anew"},
+         {"unsupported", "no adapter"},
+         {"unauthorized", "not for this user"},
+         {"poweredOff", "switched off, or its service does not run"},
+         {"poweredOn", "on"},
+         {"bluetoothNotAuthorized", "this user may not use Bluetooth"},
+         {"bluetoothOff", "Bluetooth is off"},
+         {"scanning", "looked for"},
+         {"notConnected", "not connected"},
+         {"notBonded", "not paired"},
+         {"notBondedNoInput", "not paired"},
+         {"authenticationFailed", "the pairing is no longer valid"}}};
+    const auto* const found =
+        std::find_if(words.begin(), words.end(), [&](const auto& entry) { return entry.first == state; });
+    return found == words.end() ? state : found->second;
+}
+
+std::string shown(std::string_view key, const JSON& value) {
+    if (const auto* text = value.string()) {
+        const bool isState = key == "bluetooth" || key == "state" || key == "revision";
+        return isState ? std::string(wordsOf(*text)) : printable(*text);
     }
     if (const auto* isTrue = value.boolean()) {
         return *isTrue ? "yes" : "no";
@@ -96,30 +117,43 @@ std::string linesOf(const JSON::Object& state) {
         if (value && !value->isNull()) {
             std::string line = std::string(label) + ":";
             line.resize(width, ' ');
-            lines += line + shown(*value) + "\n";
+            lines += line + shown(key, *value) + "\n";
         }
     }
     return lines;
 }
 
-/// Waits until the glasses have told of their battery and settings, as far as they do.
-void awaitReport(OnTheAir& surroundings) {
-    const auto device = surroundings.device();
-    surroundings.loop().runUntil([&] { return device->batteryLevel.value() >= 0 && firmwareOf(*device).has_value(); },
-                                 reportLimit);
+/// What is known once the glasses have told of their battery and settings, as far as they do. The system ends a
+/// connection seconds after the program that made it: where the glasses are found connected they may go while they
+/// tell, and are waited for again.
+JSON::Object reportOf(OnTheAir& surroundings) {
+    surroundings.connect();
+    const auto start = surroundings.now();
+    while (true) {
+        surroundings.awaitConnection({}, start);
+        const auto device = surroundings.device();
+        const auto losses = surroundings.traffic().losses;
+        const auto isLost = [&] { return surroundings.traffic().losses != losses || !device->isConnected.value(); };
+        const auto hasTold = [&] { return device->batteryLevel.value() >= 0 && firmwareOf(*device).has_value(); };
+        surroundings.loop().runUntil([&] { return isLost() || hasTold(); }, reportLimit);
+        auto state = stateOf(surroundings);
+        if (!isLost()) {
+            return state;
+        }
+    }
 }
 
 void status(const StatusOptions& options) {
     reserveStandardOutput();
     OnTheAir surroundings(options.air);
     std::exception_ptr failure;
+    JSON::Object state;
     try {
-        surroundings.connect();
-        awaitReport(surroundings);
+        state = reportOf(surroundings);
     } catch (const Failure&) {
         failure = std::current_exception();
+        state = stateOf(surroundings);
     }
-    const auto state = stateOf(surroundings);
     writeOutput(options.asJSON ? text(JSON(state)) + "\n" : linesOf(state));
     if (failure) {
         std::rethrow_exception(failure);
@@ -133,7 +167,7 @@ void addStatus(CLI::App& app, Action& action) {
     options->air.timeout = std::chrono::seconds(10);
     auto* command = app.add_subcommand("status", "Tell how the linked glasses are");
     command->formatter(usage("Usage: tarnel status [--timeout SECONDS] [--json]"));
-    command->add_flag("--json", options->asJSON, "In JSON; what is not known is null");
+    command->add_flag("--json", options->asJSON, "In JSON, always with the same members; what is not known is null");
     addAir(command, {options, &options->air});
     command->footer("Exit status: 0 when they are connected, 1 when they are not or none are linked, which is told all "
                     "the same.");

@@ -1,5 +1,7 @@
 #include "StatusLine.hpp"
 
+#include "Text.hpp"
+
 #include <unistd.h>
 
 #include <cstdio>
@@ -25,7 +27,7 @@ void StatusLine::show(std::string line) {
         return;
     }
     line_ = std::move(line);
-    std::fputs((emptyLine + line_).c_str(), stderr);
+    std::fputs((emptyLine + printable(line_)).c_str(), stderr);
     std::fflush(stderr);
 }
 

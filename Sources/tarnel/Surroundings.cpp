@@ -1,5 +1,8 @@
 #include "Surroundings.hpp"
 
+#include "Failure.hpp"
+#include "Missing.hpp"
+#include "NativePlatform.hpp"
 #include "OnTheAir.hpp"
 #include "Simulation.hpp"
 
@@ -11,7 +14,15 @@ std::unique_ptr<Surroundings> Surroundings::make(const SurroundingsOptions& opti
     if (options.isSimulated) {
         return std::make_unique<Simulation>(options);
     }
+    if (!NativePlatform::exists()) {
+        throw Failure(std::string(noBluetoothText) + "; simulated glasses are used with --simulated");
+    }
     return std::make_unique<OnTheAir>(options);
+}
+
+bool Surroundings::isConnectionExpected() const {
+    const auto linked = device();
+    return isLinking_ || (linked && linked->shouldAutoReconnect() && !linked->isConnected.value());
 }
 
 std::shared_ptr<Tarnel> Surroundings::device() const {

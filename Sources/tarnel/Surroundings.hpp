@@ -71,11 +71,18 @@ public:
     virtual void linger(const std::function<void()>& restore) = 0;
 
     /// An application's request is under way whose end `waitUntilIdle` waits for, as for a connection.
-    virtual void setIsLinking(bool isLinking) = 0;
+    void setIsLinking(bool isLinking) { isLinking_ = isLinking; }
 
     /// Ends the application and starts its manager again with the stored settings. REQUIRES: no object of the SDK is
     /// held.
     virtual void relaunch() = 0;
+
+protected:
+    /// Whether a connection is asked for, or coming back.
+    bool isConnectionExpected() const;
+
+private:
+    bool isLinking_ = false;
 };
 
 } // namespace tarnel::command

@@ -90,16 +90,37 @@ std::optional<Bytes> bytesFromHexadecimal(std::string_view text) {
     return bytes;
 }
 
+bool changesTerminal(char32_t character) {
+    const auto isIn = [character](char32_t first, char32_t last) { return character >= first && character <= last; };
+    const bool isControl = character < 0x20 || isIn(0x7F, 0x9F);
+    const bool isDirection = character == 0x61C || isIn(0x200E, 0x200F) || isIn(0x2028, 0x202E) || isIn(0x2066, 0x2069);
+    return isControl || isDirection;
+}
+
 std::string printable(std::string_view text) {
-    const auto isUnsafe = [](char32_t c) {
-        const bool isControl = c < 0x20 || (c >= 0x7F && c < 0xA0);
-        const bool isDirection =
-            c == 0x200E || c == 0x200F || (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
-        return isControl || isDirection;
-    };
     auto characters = decodeUTF8(text);
-    std::replace_if(characters.begin(), characters.end(), isUnsafe, U'?');
+    std::replace_if(characters.begin(), characters.end(), changesTerminal, U'?');
     return encodeUTF8(characters);
+}
+
+std::string shortened(std::string_view text, std::size_t most) {
+    constexpr std::string_view ellipsis = "...";
+    const auto characters = decodeUTF8(text);
+    if (characters.size() <= most) {
+        return encodeUTF8(characters);
+    }
+    return encodeUTF8(std::u32string_view(characters).substr(0, most)).append(ellipsis);
+}
+
+std::string fitted(std::string_view text, std::size_t columns) {
+    constexpr char32_t firstWide = 0x1100;
+    const auto characters = decodeUTF8(text);
+    std::size_t taken = 0;
+    const auto end = std::find_if(characters.begin(), characters.end(), [&](char32_t character) {
+        taken += character < firstWide ? 1 : 2;
+        return taken > columns;
+    });
+    return encodeUTF8({characters.begin(), end});
 }
 
 std::string grouped(std::uint64_t number) {

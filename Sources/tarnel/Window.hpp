@@ -11,6 +11,9 @@ namespace tarnel::command {
 
 class Simulation;
 
+/// Whether the program was built with windows.
+bool hasWindows();
+
 /// Throws `Failure` in a program that was built without windows, and where no display is.
 void requireWindow();
 

@@ -16,11 +16,38 @@ using platform::ServicePointer;
 class Client::Record final : public platform::BluetoothCentralDelegate, public platform::BluetoothPeripheralDelegate {
 public:
     bool await(const std::function<bool()>& condition, std::chrono::milliseconds patience) {
-        std::unique_lock lock(mutex);
-        return changed.wait_for(lock, patience, condition);
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, patience, condition);
     }
+    /// REQUIRES: the mutex is held.
     int countLocked(const std::string& event) const {
-        return static_cast<int>(std::count(events.begin(), events.end(), event));
+        return static_cast<int>(std::count(events_.begin(), events_.end(), event));
+    }
+    int count(const std::string& event) const {
+        const std::lock_guard lock(mutex_);
+        return countLocked(event);
+    }
+    std::vector<std::string> events() const {
+        const std::lock_guard lock(mutex_);
+        return events_;
+    }
+    PeripheralPointer foundPeripheral() const {
+        const std::lock_guard lock(mutex_);
+        return found_;
+    }
+    /// The service of the data, as it was discovered last.
+    ServicePointer dataService() const {
+        const std::lock_guard lock(mutex_);
+        return service_;
+    }
+    std::vector<CharacteristicPointer> dataCharacteristics() const {
+        const std::lock_guard lock(mutex_);
+        return characteristics_;
+    }
+    /// Until something happens, or for this long.
+    void waitForChange(std::chrono::milliseconds patience) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, patience);
     }
 
     void centralManagerDidUpdateState(BluetoothCentral& central) override {
@@ -28,7 +55,7 @@ public:
     }
     void didDiscover(BluetoothCentral&, const PeripheralPointer& peripheral, const platform::AdvertisementData&,
                      int) override {
-        add("found", [&] { found = peripheral; });
+        add("found", [&] { found_ = peripheral; });
     }
     void didConnect(BluetoothCentral&, const PeripheralPointer&) override { add("connected"); }
     void didFailToConnect(BluetoothCentral&, const PeripheralPointer&,
@@ -51,13 +78,13 @@ public:
             const auto data = std::find_if(all.begin(), all.end(), [](const auto& offered) {
                 return offered->uuid == glasses::gatt::dataService();
             });
-            service = data == all.end() ? nullptr : *data;
+            service_ = data == all.end() ? nullptr : *data;
         });
     }
     void didDiscoverCharacteristics(const PeripheralPointer&, const ServicePointer&,
                                     const std::vector<CharacteristicPointer>& all,
                                     const std::optional<BluetoothError>&) override {
-        add("characteristics", [&] { characteristics = all; });
+        add("characteristics", [&] { characteristics_ = all; });
     }
     void didUpdateNotificationState(const PeripheralPointer&, const CharacteristicPointer&,
                                     const std::optional<BluetoothError>& error) override {
@@ -71,14 +98,7 @@ public:
                        const std::optional<BluetoothError>& error) override {
         add(error ? withCode("refused", error) : "written");
     }
-    void isReadyToSendWriteWithoutResponse(const PeripheralPointer&) override { changed.notify_all(); }
-
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<std::string> events;
-    PeripheralPointer found;
-    ServicePointer service;
-    std::vector<CharacteristicPointer> characteristics;
+    void isReadyToSendWriteWithoutResponse(const PeripheralPointer&) override { changed_.notify_all(); }
 
 private:
     static std::string withCode(const std::string& event, const std::optional<BluetoothError>& error) {
@@ -87,12 +107,19 @@ private:
     void add(
         const std::string& event, const std::function<void()>& note = [] {}) {
         {
-            const std::lock_guard lock(mutex);
+            const std::lock_guard lock(mutex_);
             note();
-            events.push_back(event);
+            events_.push_back(event);
         }
-        changed.notify_all();
+        changed_.notify_all();
     }
+
+    mutable std::mutex mutex_; ///< of all below
+    std::condition_variable changed_;
+    std::vector<std::string> events_;
+    PeripheralPointer found_;
+    ServicePointer service_;
+    std::vector<CharacteristicPointer> characteristics_;
 };
 
 Client::Client(const std::string& adapter)
@@ -108,13 +135,11 @@ Client::~Client() {
 }
 
 int Client::count(const std::string& event) {
-    const std::lock_guard lock(record_->mutex);
-    return record_->countLocked(event);
+    return record_->count(event);
 }
 
 std::vector<std::string> Client::events() {
-    const std::lock_guard lock(record_->mutex);
-    return record_->events;
+    return record_->events();
 }
 
 bool Client::await(const std::string& event, int times, std::chrono::seconds patience) {
@@ -129,7 +154,7 @@ bool Client::find(std::chrono::seconds patience) {
     central_->scanForPeripherals({glasses::gatt::dataService()});
     const bool isFound = await("found", before + 1, patience);
     central_->stopScan();
-    peripheral_ = record_->found;
+    peripheral_ = record_->foundPeripheral();
     if (peripheral_) {
         peripheral_->setDelegate(record_);
     }
@@ -151,16 +176,18 @@ bool Client::disconnect() {
 bool Client::open() {
     const int services = count("services");
     peripheral_->discoverServices();
-    if (!await("services", services + 1, std::chrono::seconds(45)) || !record_->service) {
+    const bool isTold = await("services", services + 1, std::chrono::seconds(45));
+    const auto service = record_->dataService();
+    if (!isTold || !service) {
         return false;
     }
     const int characteristics = count("characteristics");
-    peripheral_->discoverCharacteristics(record_->service);
+    peripheral_->discoverCharacteristics(service);
     if (!await("characteristics", characteristics + 1)) {
         return false;
     }
     CharacteristicPointer in;
-    for (const auto& characteristic : record_->characteristics) {
+    for (const auto& characteristic : record_->dataCharacteristics()) {
         (characteristic->canNotify ? in : out_) = characteristic;
     }
     const int subscribed = count("subscribed");
@@ -176,8 +203,7 @@ bool Client::write(const std::vector<Bytes>& values, std::chrono::seconds patien
             if (std::chrono::steady_clock::now() > end) {
                 return false;
             }
-            std::unique_lock lock(record_->mutex);
-            record_->changed.wait_for(lock, std::chrono::milliseconds(1));
+            record_->waitForChange(std::chrono::milliseconds(1));
         }
         peripheral_->writeValue(value, out_, platform::WriteType::withoutResponse);
     }

@@ -25,11 +25,11 @@ protected:
         Host::eraseSettings();
     }
     void TearDown() override {
-        host.reset();
-        glasses.clear();
         if (HasFailure() && stack) {
             std::printf("%s\n", stack->logs().c_str());
         }
+        host.reset();
+        glasses.clear();
         stack.reset();
     }
 

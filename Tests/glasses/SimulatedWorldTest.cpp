@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <set>
 #include <sstream>
 
 namespace tarnel::glasses {
@@ -28,6 +29,20 @@ TEST(SimulatedWorld, installsAPlatformForAsLongAsItExists) {
         EXPECT_EQ(services.clock->now() - before, 3s);
     }
     EXPECT_FALSE(platform::Platform::isInstalled());
+}
+
+TEST(SimulatedWorld, givesEachPairAnIdentifierOfItsOwn) {
+    SimulatedWorld world;
+    const auto first = world.addGlasses();
+    EXPECT_EQ(first->identifier(), GlassesOptions().identifier);
+    auto bytes = first->identifier().bytes();
+    bytes.back() = 3;
+    const auto chosen = world.addGlasses({.identifier = UUID(bytes)});
+    EXPECT_EQ(chosen->identifier(), UUID(bytes));
+    std::set<UUID> identifiers{first->identifier(), chosen->identifier()};
+    for (int pair = 0; pair < 260; ++pair) {
+        EXPECT_TRUE(identifiers.insert(world.addGlasses({.name = "Other"})->identifier()).second);
+    }
 }
 
 TEST(SimulatedWorld, relaunchesTheApplicationAndKeepsWhatIsOutsideOfIt) {

@@ -148,6 +148,27 @@ TEST(LinuxPlatform, tellsOnceThatTheApplicationIsAboutToLeaveTheFront) {
     EXPECT_EQ(posts, 2);
 }
 
+TEST(LinuxPlatform, tellsThatTheApplicationHasComeToTheFront) {
+    const test::TemporaryFolder folder;
+    const Variable configuration("XDG_CONFIG_HOME", folder.path().string());
+    LinuxPlatform linuxPlatform({.identifier = "org.example.reader", .bluetooth = std::make_shared<NoBluetooth>()});
+    auto& application = linuxPlatform.application();
+    int posts = 0;
+    const auto observation =
+        platform::Platform::current().notificationCenter().observe(platform::Application::didBecomeActive, [&](auto&) {
+            EXPECT_EQ(application.state(), platform::ApplicationState::active);
+            ++posts;
+        });
+    application.setState(platform::ApplicationState::active);
+    EXPECT_EQ(posts, 0) << "it has been there all the time";
+    application.setState(platform::ApplicationState::background);
+    application.setState(platform::ApplicationState::inactive);
+    EXPECT_EQ(posts, 0);
+    application.setState(platform::ApplicationState::active);
+    application.setState(platform::ApplicationState::active);
+    EXPECT_EQ(posts, 1);
+}
+
 TEST(LinuxPlatform, hasNotificationsToShareWithABluetoothOfOnesOwn) {
     const test::TemporaryFolder folder;
     const Variable configuration("XDG_CONFIG_HOME", folder.path().string());

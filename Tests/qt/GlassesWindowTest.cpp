@@ -200,6 +200,37 @@ TEST_F(GlassesWindowTest, TheBatteryIsSetAndFollowed) {
     EXPECT_EQ(glasses->batteryLevel(), 12) << "looking changes nothing";
 }
 
+TEST_F(GlassesWindowTest, TheFaultsThatLastFollowTheGlasses) {
+    show();
+    const auto isChecked = [&](const QString& text) {
+        for (const auto* const action : window->findChildren<QAction*>()) {
+            if (action->text().remove(QLatin1Char('&')) == text) {
+                return action->isChecked();
+            }
+        }
+        return false;
+    };
+    const auto becomesChecked = [&](const QString& text, bool value) {
+        return QTest::qWaitFor([&] { return isChecked(text) == value; }, 2000);
+    };
+    glasses->stall();
+    glasses->leaveRange();
+    desk.world.run();
+    EXPECT_TRUE(becomesChecked("Stalled", true));
+    EXPECT_TRUE(becomesChecked("Out of range", true));
+    trigger("Stalled");
+    desk.world.run();
+    EXPECT_FALSE(glasses->isStalled()) << "the first click ends what something else began";
+    EXPECT_FALSE(glasses->isInRange()) << "looking changes nothing";
+    glasses->enterRange();
+    glasses->stall(1s);
+    desk.world.run();
+    EXPECT_TRUE(becomesChecked("Stalled", true));
+    EXPECT_TRUE(becomesChecked("Out of range", false));
+    desk.advance(2s);
+    EXPECT_TRUE(becomesChecked("Stalled", false));
+}
+
 TEST_F(GlassesWindowTest, EveryFaultOfTheMenuHappens) {
     show();
     ASSERT_TRUE(link());

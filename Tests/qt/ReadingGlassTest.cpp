@@ -160,7 +160,6 @@ TEST_F(ReadingGlass, GivesTheDisplayBackWhenItIsLeft) {
     desk.advance(2s);
     EXPECT_EQ(glasses->controlOwner(), std::nullopt);
     desk.world.application().setState(platform::ApplicationState::active);
-    screen->read();
     desk.advance(5s);
     ASSERT_TRUE(glasses->controlOwner());
     window->close();
@@ -200,6 +199,31 @@ TEST_F(ReadingGlass, ShowsThePageAgainWhenTheGlassesComeBack) {
     EXPECT_TRUE(showsPage());
 }
 
+TEST_F(ReadingGlass, FollowsTheGlassesThatAreChosenLater) {
+    ASSERT_TRUE(desk.link());
+    show();
+    ASSERT_TRUE(window->openFile(longText()));
+    desk.advance(5s);
+    const auto former = desk.device();
+    const auto other = desk.addGlasses("Other", 2);
+    desk.manager().startScan([&](const auto& peripheral) {
+        if (peripheral->name() == "Other") {
+            desk.manager().link(peripheral, nullptr);
+        }
+    });
+    desk.advance(30s);
+    ASSERT_TRUE(other->isConnected());
+    ASSERT_NE(desk.device(), former);
+    EXPECT_EQ(screen->state(), State::reading);
+    other->tap(1);
+    desk.advance(5s);
+    EXPECT_EQ(screen->page(), 1);
+    other->powerButton(1);
+    desk.advance(5s);
+    EXPECT_EQ(screen->state(), State::paused);
+    EXPECT_EQ(former->isConnected.listenerCount(), 0u);
+}
+
 TEST_F(ReadingGlass, EnlargesAPictureQuarterByQuarter) {
     show();
     link();
@@ -223,7 +247,7 @@ TEST_F(ReadingGlass, SaysWhatItCannotOpenAndKeepsTheBook) {
         {QStringLiteral("/dev/zero"), "is no file"},
         {file("latin.txt", "Gr\xFC\xDF"), "neither a text in UTF-8 nor"},
         {file("zero.txt", std::string("a\0b", 3)), "neither a text in UTF-8 nor"},
-        {file("broken.png", "\x89PNG\r\n\x1a\n and then nothing"), "neither a text in UTF-8 nor"},
+        {file("broken.png", "\x89PNG\r\n\x1a\n and then nothing"), "broken.png is "},
         {file("long.txt", tooLong), "is longer than 512 kB"},
     };
     for (const auto& [name, text] : files) {

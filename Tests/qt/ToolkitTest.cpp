@@ -295,6 +295,30 @@ TEST(Toolkit, AnApplicationPresentsAScreenThatItDrawsItself) {
     EXPECT_FALSE(desk.isSeen(*own));
 }
 
+/// Over a window that becomes as bright as text.
+struct BrightScreen : ViewController {
+    struct View : QtScreenView {
+        using QtScreenView::QtScreenView;
+        Overlay overlay() const override { return {.background = SystemColor::label, .alpha = 1}; }
+    };
+    void loadView() override {
+        auto label = std::make_unique<QLabel>(QStringLiteral("in the middle"));
+        label->setFixedSize(200, 100);
+        setView(std::make_shared<View>(std::move(label)));
+    }
+};
+
+TEST(Toolkit, TheWindowAroundAScreenHasTheColourOfItsOverlay) {
+    QtDesk desk;
+    desk.show();
+    const auto bright = std::make_shared<BrightScreen>();
+    desk.screen->present(bright, false);
+    ASSERT_TRUE(desk.isSeen(*bright));
+    auto* const window = desk.cardOf(*bright)->window();
+    EXPECT_EQ(window->grab().toImage().pixelColor(5, 5), window->palette().color(QPalette::WindowText));
+    bright->dismiss(false);
+}
+
 TEST(Toolkit, ScreensMayComeGoAndEndAtAnyMoment) {
     for (std::uint64_t seed = 1; seed <= 24; ++seed) {
         QtDesk desk(seed);

@@ -14,6 +14,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <thread>
+#include <utility>
 
 namespace tarnel::test {
 namespace {
@@ -26,6 +28,7 @@ using testing::SizeIs;
 using testing::StartsWith;
 
 constexpr const char* otherAddress = "00:AA:01:01:00:02";
+constexpr int patience = 30'000; ///< in milliseconds
 
 /// The command on a machine with a bus, a Bluetooth daemon and settings of its own.
 class AirCommand : public testing::Test {
@@ -110,6 +113,19 @@ TEST_F(AirCommand, ANameCannotChangeTheTerminal) {
     device.name = "Gl\x1b[2Jas\nses\xE2\x80\xAE";
     GlassesOnTheBus pair(bluez, device);
     EXPECT_THAT(runTarnel({"scan", "--seconds", "1"}).output, StartsWith("Gl?[2Jas?ses?  00:AA"));
+}
+
+TEST_F(AirCommand, ANameCannotChangeTheTerminalWhileItsGlassesAreWaitedFor) {
+    auto device = glasses();
+    device.name = "Gl\x1b[2Jasses\u009b";
+    GlassesOnTheBus pair(bluez, device);
+    link();
+    bluez.leaveRange(glassesAddress);
+    const auto result = runCommand(
+        {"/usr/bin/script", "--quiet", "--return", "--command", TARNEL_COMMAND " text a --timeout 1", "/dev/null"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.output, AllOf(HasSubstr("connecting to Gl?[2Jasses?"), HasSubstr("tarnel: Gl?[2Jasses? did not"),
+                                     Not(HasSubstr("\x1b[2J")), Not(HasSubstr("\u009b"))));
 }
 
 TEST_F(AirCommand, ScanningFailsWhereThereIsNothing) {
@@ -236,6 +252,38 @@ TEST_F(AirCommand, LinksTheOneOfSeveralThatIsMeant) {
                 HasSubstr("no glasses called Nobody were found"));
 }
 
+TEST_F(AirCommand, AsksForANumberOnATerminalAndTakesNothingElse) {
+    GlassesOnTheBus first(bluez);
+    auto second = glasses(otherAddress);
+    second.name = "Other";
+    GlassesOnTheBus other(bluez, second);
+    const auto answer = [](const std::string& line) {
+        Process process(
+            {"/usr/bin/script", "--quiet", "--return", "--command", TARNEL_COMMAND " link --seconds 1", "/dev/null"});
+        std::string said;
+        // The question ends no line: the list before it does.
+        while (const auto told = process.readLine(patience)) {
+            said += *told;
+            if (said.find("  2  ") != std::string::npos) {
+                break;
+            }
+        }
+        process.writeLine(line);
+        while (const auto told = process.readLine(patience)) {
+            said += *told;
+        }
+        return std::pair(process.wait(), said);
+    };
+    for (const std::string wrong : {"1abc", "0", "3", "one", "-1", "", "1 2"}) {
+        const auto [status, said] = answer(wrong);
+        EXPECT_EQ(status, 1) << wrong;
+        EXPECT_THAT(said, HasSubstr("that is none of them; nothing was linked"));
+    }
+    const auto [status, said] = answer(" 2 ");
+    EXPECT_EQ(status, 0) << said;
+    EXPECT_THAT(said, HasSubstr("Linked: "));
+}
+
 TEST_F(AirCommand, GlassesThatAreUnlinkedAreForgotten) {
     GlassesOnTheBus pair(bluez);
     link();
@@ -256,6 +304,60 @@ TEST_F(AirCommand, StatusTellsOfBatteryAndFirmware) {
     EXPECT_EQ(state.at("bluetooth"), "poweredOn");
     const auto text = runTarnel({"status"}).output;
     EXPECT_THAT(text, AllOf(HasSubstr("Connected:          yes\n"), HasSubstr("Battery, %:         80\n")));
+}
+
+TEST_F(AirCommand, StatusHasTheSameMembersAlways) {
+    const auto members = [](const CommandResult& result) {
+        const auto state = json::parse(result.output);
+        std::vector<std::string> names;
+        for (const auto& [name, value] : state.items()) {
+            names.push_back(name);
+        }
+        return names;
+    };
+    const auto unlinked = runTarnel({"status", "--json"});
+    EXPECT_TRUE(json::parse(unlinked.output).at("battery").is_null());
+    EXPECT_EQ(json::parse(unlinked.output).at("connected"), false);
+    GlassesOnTheBus pair(bluez);
+    link();
+    const auto linked = runTarnel({"status", "--json"});
+    EXPECT_EQ(members(linked), members(unlinked));
+    ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere", 1);
+    EXPECT_EQ(members(runTarnel({"status", "--json", "--timeout", "1"})), members(linked));
+}
+
+TEST_F(AirCommand, StatusIsInWords) {
+    GlassesOnTheBus pair(bluez);
+    link();
+    EXPECT_THAT(runTarnel({"status"}).output, HasSubstr("Bluetooth:          on\n"));
+    bluez.setPowered("hci0", false);
+    const auto off = runTarnel({"status"}).output;
+    EXPECT_THAT(off, AllOf(HasSubstr("Bluetooth:          switched off, or its service does not run\n"),
+                           HasSubstr("State:              "), Not(HasSubstr("powered")), Not(HasSubstr("bluetoothOff")),
+                           Not(HasSubstr("notConnected"))));
+}
+
+TEST_F(AirCommand, StatusWaitsForAConnectionThatStays) {
+    constexpr std::chrono::milliseconds longerThanAReportMayTake{3500};
+    GlassesOnTheBus pair(bluez);
+    link();
+    const auto setHoldsBattery = [&](bool holds) {
+        bluez.change(glassesAddress, [&](FakeDevice& device) { device.gatt[1].characteristics[0].holdsRead = holds; });
+    };
+    EXPECT_TRUE(Machine::eventually([&] { return !bluez.device(glassesAddress).isConnected; }));
+    setHoldsBattery(true);
+    bluez.connectByAnother(glassesAddress);
+    const auto before = pair.received();
+    Process process({TARNEL_COMMAND, "status", "--json", "--timeout", "30"});
+    EXPECT_TRUE(Machine::eventually([&] { return pair.received() > before; }));
+    bluez.leaveRange(glassesAddress);
+    setHoldsBattery(false);
+    std::this_thread::sleep_for(longerThanAReportMayTake);
+    bluez.enterRange(glassesAddress);
+    const auto state = json::parse(process.readLine().value_or("null"));
+    EXPECT_EQ(process.wait(), 0);
+    EXPECT_EQ(state.at("connected"), true);
+    EXPECT_EQ(state.at("battery"), 80);
 }
 
 TEST_F(AirCommand, MonitorsMessagesAndConnections) {

@@ -16,7 +16,9 @@ namespace {
 
 using nlohmann::json;
 using ::testing::AllOf;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 constexpr int usage = 2;
@@ -73,6 +75,18 @@ public:
     std::unique_ptr<Process> process;
 };
 
+/// What the command says up to a line of this beginning, and that line.
+std::string saidUntil(Process& process, const std::string& start) {
+    std::string said;
+    while (const auto line = process.readLine(patience)) {
+        said += *line + "\n";
+        if (line->starts_with(start)) {
+            break;
+        }
+    }
+    return said;
+}
+
 TEST(GlassesCommand, wantsToKnowOnWhichAir) {
     const auto result = runTarnel({"glasses"});
     EXPECT_EQ(result.status, usage);
@@ -95,17 +109,17 @@ TEST(GlassesCommand, saysWhatKeepsThemOffTheAirAndWhatToDo) {
         const auto result = runTarnel(arguments);
         EXPECT_EQ(result.status, failed);
         EXPECT_EQ(lines(result.error).size(), 1U) << result.error;
+        EXPECT_THAT(result.error, EndsWith("; tarnel doctor tells what to do about it\n"));
         return result.error;
     };
     {
         BluetoothMachine machine;
-        EXPECT_THAT(said(), AllOf(StartsWith("tarnel: the Bluetooth service does not answer"),
-                                  HasSubstr("systemctl start bluetooth")));
+        EXPECT_THAT(said(), StartsWith("tarnel: the Bluetooth service cannot be reached"));
         machine.bluez.start();
         EXPECT_THAT(said(), StartsWith("tarnel: there is no Bluetooth adapter;"));
         EXPECT_THAT(said({"--adapter", "hci7"}), StartsWith("tarnel: there is no Bluetooth adapter hci7;"));
         machine.bluez.addAdapter("hci0", false);
-        EXPECT_THAT(said(), AllOf(StartsWith("tarnel: the Bluetooth adapter is off"), HasSubstr("power on")));
+        EXPECT_THAT(said(), StartsWith("tarnel: the Bluetooth adapter is switched off;"));
         machine.bluez.setPowered("hci0", true);
         machine.bluez.refuseAdvertisements(1000);
         EXPECT_THAT(said(), HasSubstr("Maximum advertisements reached"));
@@ -126,7 +140,7 @@ TEST(GlassesCommand, saysWhatKeepsThemOffTheAirAndWhatToDo) {
     {
         BluetoothMachine machine;
         machine.bus.stop();
-        EXPECT_THAT(said(), StartsWith("tarnel: the Bluetooth service does not answer"));
+        EXPECT_THAT(said(), StartsWith("tarnel: the Bluetooth service cannot be reached"));
     }
 }
 
@@ -265,6 +279,19 @@ TEST(GlassesCommand, comesBackWithTheDaemon) {
     EXPECT_TRUE(glasses.await("state", [](const json& event) { return event["isAdvertising"] == true; }));
 }
 
+TEST(GlassesCommand, tellsAReaderOnceThatTheDaemonIsGoneAndBack) {
+    BluetoothMachine machine;
+    machine.bluez.addAdapter("hci0");
+    machine.bluez.start();
+    Process process({TARNEL_COMMAND, "glasses", "--air"});
+    EXPECT_THAT(saidUntil(process, "on the air"), EndsWith("on the air as Brenlo Glasses\n"));
+    machine.bluez.crash();
+    EXPECT_THAT(saidUntil(process, "the Bluetooth service cannot be reached"), HasSubstr("; tarnel doctor"));
+    machine.bluez.start();
+    EXPECT_THAT(saidUntil(process, "on the air"),
+                AllOf(Not(HasSubstr("cannot be reached")), EndsWith("on the air as Brenlo Glasses\n")));
+}
+
 TEST(GlassesCommand, keepsAPictureOfTheDisplay) {
     const TemporaryFolder folder;
     RunningGlasses glasses({"--frame", folder / "frame.png", "--trace", folder / "trace.jsonl"});
@@ -363,15 +390,53 @@ TEST(GlassesCommand, aNotificationCannotChangeTheTerminal) {
         [&] { return !machine.bluez.characteristic(phoneAddress, controlPoint).written.empty(); }));
     machine.bluez.notify(phoneAddress, dataSource,
                          {0, 1, 0, 0, 0, 0, 1, 0, 27, 1, 3, 0, 27, '[', '2', 3, 3, 0, 'a', '\n', 'b'});
+    EXPECT_THAT(saidUntil(process, "notification"), AllOf(HasSubstr("connected: 00:AA:01:00:00:77 (Ph?[2Jone)\n"),
+                                                          HasSubstr("notification 1 of ?: ?[2: a b\n")));
+}
+
+TEST(GlassesCommand, nothingFromTheAirCanChangeTheTerminal) {
+    BluetoothMachine machine;
+    machine.bluez.addAdapter("hci0");
+    machine.bluez.start();
+    Process process({TARNEL_COMMAND, "glasses", "--air"});
+    const auto await = [&](const std::string& start) {
+        const auto said = lines(saidUntil(process, start));
+        return said.empty() ? "nothing" : said.back();
+    };
+    EXPECT_EQ(await("on the air"), "on the air as Brenlo Glasses");
+    machine.connectPhone({.address = phoneAddress, .name = "\x1b]0;owned\a\x1b[2J\u009b2J\u202e"});
+    EXPECT_EQ(await("connected"), "connected: 00:AA:01:00:00:77 (?]0;owned??[2J?2J?)");
+    machine.write(std::string("\x81\xa4") + "name" + "\xa4\u009b2J");
+    EXPECT_EQ(await("message"), "message of 11 bytes: {\"name\":\"\\u009b2J\"}");
+    process.writeLine("fly\x1b[2J");
+    EXPECT_EQ(await("there"), "there is no command \"fly?[2J\"; ? lists them");
+    process.writeLine("name A\x1b[2J");
+    EXPECT_EQ(await("name"), "name A?[2J");
+    process.writeLine("?");
+    EXPECT_THAT(await("t or 1"), HasSubstr("tap: once"));
+    EXPECT_THAT(await("q "), HasSubstr("switch off"));
+}
+
+TEST(GlassesCommand, theStatusLineIsCutBetweenCharactersAndFitsTheTerminal) {
+    constexpr std::size_t columns = 40;
+    BluetoothMachine machine;
+    machine.bluez.addAdapter("hci0");
+    machine.bluez.start();
+    ::setenv("COLUMNS", std::to_string(columns).c_str(), 1);
+    Process process({TARNEL_COMMAND, "glasses", "--air", "--show"});
+    ::unsetenv("COLUMNS");
+    ASSERT_TRUE(RunningGlasses::eventually([&] { return machine.bluez.advertisement().has_value(); }));
+    machine.connectPhone({.address = phoneAddress, .name = "äöü眼鏡眼鏡眼鏡眼鏡"});
     std::string said;
     while (const auto line = process.readLine(patience)) {
-        said += *line + "\n";
-        if (line->starts_with("notification")) {
+        if (const auto at = line->find("connected: "); at != std::string::npos) {
+            said = line->substr(at, line->find("\x1b[K", at) - at);
             break;
         }
+        process.writeLine("t");
     }
-    EXPECT_THAT(said, AllOf(HasSubstr("connected: 00:AA:01:00:00:77 (Ph?[2Jone)\n"),
-                            HasSubstr("notification 1 of ?: ?[2: a b\n")));
+    // 30 columns before the name, 3 for its first letters; 3 of the wide characters fit into the rest.
+    EXPECT_EQ(said, "connected: 00:AA:01:00:00:77 (äöü眼鏡眼");
 }
 
 TEST(GlassesCommand, leavesTheAdapterAsItWasWhenItsFirstOutputFails) {

@@ -80,6 +80,10 @@ protected:
     /// `tarnel glasses --air --window` with a user, until the window is closed; the exit status.
     int run(User user, std::vector<const char*> more = {}) {
         nextUser() = std::move(user);
+        if (qApp) {
+            // Made by an earlier run, and kept.
+            bringUser();
+        }
         std::vector<const char*> arguments{"tarnel", "glasses", "--air", "--window", "--json"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         ::testing::internal::CaptureStdout();

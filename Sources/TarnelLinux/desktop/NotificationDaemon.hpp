@@ -19,7 +19,7 @@
 
 namespace tarnel::desktop {
 
-/// One notification in the terms of the Desktop Notifications Specification 1.2. Texts are valid UTF-8 and plain.
+/// One notification in the terms of the Desktop Notifications 1.2. Texts are valid UTF-8 and plain.
 struct DesktopNotification {
     std::string applicationName;
     std::string desktopEntry; ///< the name of the application's .desktop file without that ending; may be empty

@@ -16,7 +16,7 @@ struct sd_bus_message;
 
 namespace tarnel::desktop {
 
-/// What some program had the desktop show, in the terms of the Desktop Notifications Specification 1.2. Texts are plain
+/// What some program had the desktop show, in the terms of the Desktop Notifications 1.2. Texts are plain
 /// and `displayable`.
 struct WatchedNotification {
     enum class Urgency : std::uint8_t { low = 0, normal = 1, critical = 2 };
@@ -32,7 +32,7 @@ struct WatchedNotification {
 };
 
 /// Watches what programs say to the service org.freedesktop.Notifications on the session bus, on a connection of its
-/// own that does nothing else (org.freedesktop.DBus.Monitoring, D-Bus Specification 0.32). Nothing is answered, and
+/// own that does nothing else (org.freedesktop.DBus.Monitoring, D-Bus 0.32). Nothing is answered, and
 /// messages of another shape than the published one tell nothing. Everything is called, and calls back, on the loop's
 /// thread.
 class NotificationMonitor {

@@ -13,7 +13,7 @@ inline constexpr std::size_t longestText = 16'384;
 /// characters but line feeds and tabs.
 std::string displayable(std::string_view text);
 
-/// Plain text as the markup of the Desktop Notifications Specification 1.2.
+/// Plain text as the markup of the Desktop Notifications 1.2.
 std::string escaped(std::string_view text);
 
 /// The plain text of what may be such markup: its elements are left out, references to characters resolved. What is

@@ -18,7 +18,7 @@ struct BusProbe {
     std::string reason; ///< what the system says
 };
 
-/// Connects to the socket of "unix:path=..." and asks to be let in (D-Bus Specification, "Authentication Protocol").
+/// Connects to the socket of "unix:path=..." and asks to be let in (D-Bus 0.32, "Authentication Protocol").
 /// Other addresses are taken to be alive.
 BusProbe probeBus(const std::string& address, std::chrono::milliseconds patience);
 

@@ -96,7 +96,7 @@ QAction* QtGlassesWindow::addToggle(QMenu& menu, const QString& text, const QStr
     auto* const action = menu.addAction(text);
     action->setStatusTip(tip);
     action->setCheckable(true);
-    connect(action, &QAction::toggled, this, [this, on, off](bool isOn) { (isOn ? on : off)(*glasses_); });
+    connect(action, &QAction::triggered, this, [this, on, off](bool isOn) { (isOn ? on : off)(*glasses_); });
     return action;
 }
 
@@ -130,6 +130,7 @@ void QtGlassesWindow::makeWearerMenu() {
 
 void QtGlassesWindow::makeFaultMenu() {
     auto& menu = *menuBar()->addMenu(QStringLiteral("&Faults"));
+    connect(&menu, &QMenu::aboutToShow, this, [this] { refreshFaults(); });
     drop_ = addVerb(menu, QStringLiteral("&Drop the connection"),
                     QStringLiteral("The glasses end the connection and advertise again"),
                     [](auto& it) { it.dropConnection(); });
@@ -137,10 +138,10 @@ void QtGlassesWindow::makeFaultMenu() {
             [](auto& it) { it.loseBond(); });
     addVerb(menu, QStringLiteral("&Reset"), QStringLiteral("The firmware restarts"), [](auto& it) { it.reset(); });
     menu.addSeparator();
-    addToggle(
+    stalled_ = addToggle(
         menu, QStringLiteral("&Stalled"), QStringLiteral("Nothing crosses the air; the connection stands"),
         [](auto& it) { it.stall(); }, [](auto& it) { it.resume(); });
-    addToggle(
+    outOfRange_ = addToggle(
         menu, QStringLiteral("&Out of range"), QStringLiteral("The connection ends after its supervision time-out"),
         [](auto& it) { it.leaveRange(); }, [](auto& it) { it.enterRange(); });
     menu.addSeparator();
@@ -232,6 +233,11 @@ void QtGlassesWindow::refreshBattery() {
     charging_->setChecked(glasses_->isCharging());
 }
 
+void QtGlassesWindow::refreshFaults() {
+    stalled_->setChecked(glasses_->isStalled());
+    outOfRange_->setChecked(!glasses_->isInRange());
+}
+
 void QtGlassesWindow::refresh() {
     connection_->setText(connectionText(*glasses_));
     control_->setText(controlText(*glasses_));
@@ -241,6 +247,7 @@ void QtGlassesWindow::refresh() {
                           .arg(glasses_->receivedCount())
                           .arg(static_cast<double>(counters.bytesReceived) / 1000, 0, 'f', 1));
     refreshBattery();
+    refreshFaults();
     messages_->follow();
 }
 

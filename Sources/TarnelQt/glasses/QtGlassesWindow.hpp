@@ -55,6 +55,7 @@ private:
     void zoom(int scale);
     void refresh();
     void refreshBattery();
+    void refreshFaults();
 
     const std::shared_ptr<glasses::SimulatedGlasses> glasses_;
     QTimer timer_; ///< looks at the state, of which not every change is announced
@@ -72,6 +73,8 @@ private:
     QAction* power_ = nullptr;
     QAction* save_ = nullptr;
     QAction* drop_ = nullptr;
+    QAction* stalled_ = nullptr;
+    QAction* outOfRange_ = nullptr;
 };
 
 } // namespace tarnel

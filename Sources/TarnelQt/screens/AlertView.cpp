@@ -70,8 +70,7 @@ private:
     }
 
     QPushButton* makeButton(const AlertAction& action, std::size_t number) {
-        const auto text = QString::fromStdString(action.title).replace(QLatin1Char('&'), QLatin1String("&&"));
-        auto* const button = new QPushButton(text, buttons_);
+        auto* const button = new QPushButton(buttonText(action.title), buttons_);
         button->setAutoDefault(true);
         button->setMinimumHeight(32);
         if (action.style == AlertAction::Style::destructive) {

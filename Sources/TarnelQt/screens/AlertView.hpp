@@ -13,7 +13,7 @@ class AlertView : public QtScreenView {
 public:
     static std::shared_ptr<AlertView> make(const std::shared_ptr<AlertController>& alert);
 
-    double dimming() const override { return 0.2; }
+    Overlay overlay() const override { return {.alpha = 0.2}; }
     QRect place(const QSize& window) const override;
     /// Chooses the action that cancels, else the only one; an alert without actions leaves.
     void cancel() override;

@@ -48,12 +48,18 @@ void Card::paintEvent(QPaintEvent*) {
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), look_.cornerRadius, look_.cornerRadius);
 }
 
-SeparatorLine::SeparatorLine(const Separator& look, QWidget* parent) : QWidget(parent), look_(look) {
-    setFixedHeight(static_cast<int>(std::ceil(look.height)));
+QString buttonText(const std::string& title) {
+    return QString::fromStdString(title).replace(QLatin1Char('&'), QLatin1String("&&"));
 }
 
-void SeparatorLine::paintEvent(QPaintEvent*) {
-    QPainter(this).fillRect(rect(), colorOf(look_.color, palette()));
+Ground::Ground(SystemColor color, QWidget* parent) : QWidget(parent), color_(color) {}
+
+void Ground::paintEvent(QPaintEvent*) {
+    QPainter(this).fillRect(rect(), colorOf(color_, palette()));
+}
+
+SeparatorLine::SeparatorLine(const Separator& look, QWidget* parent) : Ground(look.color, parent) {
+    setFixedHeight(static_cast<int>(std::ceil(look.height)));
 }
 
 } // namespace tarnel

@@ -4,7 +4,9 @@
 
 #include <QAccessible>
 #include <QColor>
+#include <QString>
 #include <QWidget>
+#include <string>
 
 namespace tarnel {
 
@@ -25,16 +27,25 @@ private:
     const QAccessible::Role role_;
 };
 
-/// A line across.
-class SeparatorLine : public QWidget {
+/// The title as a button's text, in which "&" is no mnemonic.
+QString buttonText(const std::string& title);
+
+/// Filled with a colour.
+class Ground : public QWidget {
 public:
-    explicit SeparatorLine(const Separator& look, QWidget* parent = nullptr);
+    explicit Ground(SystemColor color, QWidget* parent = nullptr);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    const Separator look_;
+    const SystemColor color_;
+};
+
+/// A line across.
+class SeparatorLine : public Ground {
+public:
+    explicit SeparatorLine(const Separator& look, QWidget* parent = nullptr);
 };
 
 } // namespace tarnel

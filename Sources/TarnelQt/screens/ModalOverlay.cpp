@@ -1,4 +1,5 @@
 #include <TarnelQt/QtScreenView.hpp>
+#include <TarnelQt/screens/Colors.hpp>
 #include <TarnelQt/screens/ModalOverlay.hpp>
 
 #include <QAccessible>
@@ -209,9 +210,10 @@ bool ModalOverlay::event(QEvent* event) {
 
 void ModalOverlay::paintEvent(QPaintEvent*) {
     if (const auto view = view_.lock()) {
-        QColor dimmed(Qt::black);
-        dimmed.setAlphaF(static_cast<float>(view->dimming() * progress_));
-        QPainter(this).fillRect(rect(), dimmed);
+        const Overlay look = view->overlay();
+        QColor color = colorOf(look.background, palette());
+        color.setAlphaF(static_cast<float>(look.alpha * progress_));
+        QPainter(this).fillRect(rect(), color);
     }
 }
 

@@ -25,11 +25,6 @@ QFont fontOf(const Label& label, QFont font) {
     return font;
 }
 
-/// A text of its own, in which "&" is no mnemonic.
-QString buttonText(const std::string& title) {
-    return QString::fromStdString(title).replace(QLatin1Char('&'), QLatin1String("&&"));
-}
-
 /// Linked glasses are one row; glasses that were found are told by their identifier.
 std::string keyOfRow(const TarnelPickerController& picker, int row) {
     const auto& found = picker.scannedPeripherals();
@@ -54,7 +49,8 @@ class PickerView::PickerCard : public Card {
 public:
     explicit PickerCard(const std::shared_ptr<TarnelPickerController>& picker)
         : Card(picker->backgroundView(), QAccessible::Dialog), picker_(picker), label_(new QLabel(this)),
-          table_(new TableView(this)), emptyState_(new EmptyStateView(this)), buttons_(new QWidget(this)) {
+          table_(new TableView(this)), emptyState_(new EmptyStateView(this)),
+          buttons_(new Ground(picker->buttonBackground().background, this)) {
         const Label& look = picker->label();
         label_->setTextFormat(Qt::PlainText);
         label_->setAlignment(Qt::AlignCenter);
@@ -162,9 +158,9 @@ PickerView::PickerView(std::unique_ptr<PickerCard> card, const std::shared_ptr<T
                    }),
       picker_(picker) {}
 
-double PickerView::dimming() const {
+Overlay PickerView::overlay() const {
     const auto picker = picker_.lock();
-    return picker ? picker->overlay().alpha : 0;
+    return picker ? picker->overlay() : Overlay{.alpha = 0};
 }
 
 QRect PickerView::place(const QSize& window) const {

@@ -13,7 +13,7 @@ class PickerView : public QtScreenView {
 public:
     static std::shared_ptr<PickerView> make(const std::shared_ptr<TarnelPickerController>& picker);
 
-    double dimming() const override;
+    Overlay overlay() const override;
     QRect place(const QSize& window) const override;
     void cancel() override;
 

@@ -13,7 +13,7 @@
 #include <vector>
 
 /// The Apple Notification Center Service from the side that has the notifications (the "notification provider"): its
-/// bytes, as Apple publishes them in the "Apple Notification Center Service (ANCS) Specification". Numbers are
+/// bytes, as Apple publishes them under "Apple Notification Center Service (ANCS)". Numbers are
 /// little-endian, texts UTF-8.
 namespace tarnel::ancs {
 

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
-/// Sizes of LVGL's binary font format, which what reads and what writes it share. Published as the font specification
-/// of lv_font_conv.
+/// Sizes of LVGL's binary font format, which what reads and what writes it share. Published with lv_font_conv, as its
+/// font format.
 namespace tarnel {
 
 inline constexpr int bitsInByte = 8;

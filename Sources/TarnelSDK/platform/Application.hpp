@@ -14,6 +14,8 @@ public:
     /// Notification that the platform posts when the application is about to leave `active`, without a sender, on any
     /// thread.
     static constexpr const char* willResignActive = "applicationWillResignActive";
+    /// Notification that the platform posts when the application has become `active`, in the same way.
+    static constexpr const char* didBecomeActive = "applicationDidBecomeActive";
 
     virtual ~Application() = default;
 

@@ -31,7 +31,7 @@ enum class WriteType { withResponse, withoutResponse };
 struct BluetoothError {
     enum class Domain {
         central,   ///< connection errors; codes of `CentralErrorCode`
-        attribute, ///< the ATT error codes of the Bluetooth Core Specification, Vol 3, Part F, 3.4.1.1
+        attribute, ///< the ATT error codes of Bluetooth Core, Vol 3, Part F, 3.4.1.1
     };
     Domain domain = Domain::central;
     int code = 0;
@@ -179,8 +179,9 @@ public:
     /// Ends the connection or the pending request; `didDisconnectPeripheral` follows an ended connection.
     virtual void cancelPeripheralConnection(const PeripheralPointer& peripheral) = 0;
 
-    /// From now on `connectionEventDidOccur` tells when one of these comes within reach (`peerConnected`) or is gone, and
-    /// of no others. What was registered before ends, and so does that of a peripheral whose connection is cancelled.
+    /// From now on `connectionEventDidOccur` tells when one of these comes within reach (`peerConnected`) or is gone,
+    /// and of no others. What was registered before ends, and so does that of a peripheral whose connection is
+    /// cancelled.
     virtual void registerForConnectionEvents(const std::vector<UUID>& identifiers) = 0;
 };
 

@@ -41,14 +41,21 @@ public:
         const std::lock_guard lock(mutex_);
         bundleIdentifier_ = std::move(identifier);
     }
-    /// Posts `willResignActive` first where it leaves `active` and is the installed platform's application.
+    /// As the installed platform's application, posts `willResignActive` before it leaves `active`, and
+    /// `didBecomeActive` after it has become that.
     void setState(platform::ApplicationState newState) {
-        if (state() == platform::ApplicationState::active && newState != platform::ApplicationState::active &&
-            platform::Platform::isInstalled() && platform::Platform::current().services().application.get() == this) {
-            platform::Platform::current().notificationCenter().post({willResignActive, nullptr, {}});
+        const bool wasActive = state() == platform::ApplicationState::active;
+        const bool isActive = newState == platform::ApplicationState::active;
+        if (wasActive && !isActive) {
+            post(willResignActive);
         }
-        const std::lock_guard lock(mutex_);
-        state_ = newState;
+        {
+            const std::lock_guard lock(mutex_);
+            state_ = newState;
+        }
+        if (isActive && !wasActive) {
+            post(didBecomeActive);
+        }
     }
     void setDocumentDirectory(std::optional<std::filesystem::path> directory) {
         const std::lock_guard lock(mutex_);
@@ -64,6 +71,12 @@ public:
     }
 
 private:
+    void post(const char* name) const {
+        if (platform::Platform::isInstalled() && platform::Platform::current().services().application.get() == this) {
+            platform::Platform::current().notificationCenter().post({name, nullptr, {}});
+        }
+    }
+
     mutable std::mutex mutex_;
     std::optional<std::string> bundleIdentifier_;
     platform::ApplicationState state_ = platform::ApplicationState::active;

@@ -47,8 +47,12 @@ void TarnelBaseViewController::stopControl() {
     }
     isActive_ = false;
     if (const auto device = TarnelManager::shared().currentDevice()) {
-        device->setLayout(Layout::default_, timeoutOnRelease, false);
+        releaseDisplay(*device);
     }
+}
+
+void TarnelBaseViewController::releaseDisplay(Tarnel& device) {
+    device.setLayout(Layout::default_, timeoutOnRelease, false);
 }
 
 void TarnelBaseViewController::showPairingPicker() {
@@ -64,7 +68,9 @@ void TarnelBaseViewController::viewDidAppear(bool animated) {
 
 void TarnelBaseViewController::viewDidLoad() {
     ViewController::viewDidLoad();
-    observe();
+    listenTo(TarnelManager::shared().currentDevice());
+    leaving_ =
+        observe(platform::Application::willResignActive, nullptr, [](auto& self, const auto&) { self.onAppLeave(); });
     const auto weak = weakSelf();
     isConnectedListener_ = std::make_shared<BondListener<bool>>([weak](bool isConnected) {
         if (const auto self = weak.lock(); self && !isConnected) {
@@ -80,22 +86,24 @@ void TarnelBaseViewController::viewDidLoad() {
     TarnelManager::shared().isLinked.bind(isLinkedListener_, true);
 }
 
-void TarnelBaseViewController::observe() {
-    using Hook = std::function<void(TarnelBaseViewController&, const platform::Notification&)>;
-    const auto on = [weak = weakSelf(), this](const char* name, const std::shared_ptr<Tarnel>& sender, Hook hook) {
-        observations_.push_back(platform::Platform::current().notificationCenter().observe(
-            name,
-            [weak, hook = std::move(hook)](const platform::Notification& notification) {
-                onMainQueue(weak, [hook, notification](TarnelBaseViewController& self) { hook(self, notification); });
-            },
-            sender));
-    };
-    const auto device = TarnelManager::shared().currentDevice();
-    on(NotificationName::tap, device, [](auto& self, const auto& notification) { self.onTap(notification); });
-    on(NotificationName::displayTimeout, device, [](auto& self, const auto&) { self.onDisplayTimeout(); });
-    on(NotificationName::power_button, device,
-       [](auto& self, const auto& notification) { self.onPowerButtonTap(notification); });
-    on(platform::Application::willResignActive, nullptr, [](auto& self, const auto&) { self.onAppLeave(); });
+void TarnelBaseViewController::listenTo(const std::shared_ptr<Tarnel>& device) {
+    observations_.clear();
+    observations_.push_back(
+        observe(NotificationName::tap, device, [](auto& self, const auto& notification) { self.onTap(notification); }));
+    observations_.push_back(
+        observe(NotificationName::displayTimeout, device, [](auto& self, const auto&) { self.onDisplayTimeout(); }));
+    observations_.push_back(observe(NotificationName::power_button, device,
+                                    [](auto& self, const auto& notification) { self.onPowerButtonTap(notification); }));
+}
+
+platform::Observation TarnelBaseViewController::observe(const char* name, const std::shared_ptr<Tarnel>& sender,
+                                                        Hook hook) {
+    return platform::Platform::current().notificationCenter().observe(
+        name,
+        [weak = weakSelf(), hook = std::move(hook)](const platform::Notification& notification) {
+            onMainQueue(weak, [hook, notification](TarnelBaseViewController& self) { hook(self, notification); });
+        },
+        sender);
 }
 
 /// The listener is bound once, to the device that is current.

@@ -6,13 +6,17 @@
 #include <TarnelSDK/platform/NotificationCenter.hpp>
 #include <TarnelSDK/ui/ViewController.hpp>
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace tarnel {
 
 /// The base of a screen that drives the glasses. A screen takes the display by `startControl` (in `viewDidAppear`, say)
-/// and gives it back by `stopControl` (in `viewWillDisappear` and `onAppLeave`); this class calls neither by itself.
+/// and gives it back by `stopControl` (in `viewWillDisappear` and `onAppLeave`); this class calls neither by itself,
+/// and hears only the glasses that were current when its view was loaded (from any, when there were none).
+/// `GlassesScreen` does all of that for the glasses that are current, whenever they come.
 ///
 /// The hooks are called on the main queue, between `viewDidLoad` and the screen's end, and do nothing here.
 class TarnelBaseViewController : public ViewController {
@@ -50,9 +54,19 @@ public:
     /// Opens the picker when no glasses are linked.
     void viewDidAppear(bool animated) override;
 
+protected:
+    /// Hears the taps, the power button and the display's time-out of these glasses in place of those heard so far;
+    /// empty: of any. REQUIRES: the view is loaded.
+    void listenTo(const std::shared_ptr<Tarnel>& device);
+    /// The display is not the screen's any more: `isActive` becomes false without a command.
+    void forgetControl() { isActive_ = false; }
+    /// Gives the display of these glasses back.
+    static void releaseDisplay(Tarnel& device);
+
 private:
     std::weak_ptr<TarnelBaseViewController> weakSelf();
-    void observe();
+    using Hook = std::function<void(TarnelBaseViewController&, const platform::Notification&)>;
+    platform::Observation observe(const char* name, const std::shared_ptr<Tarnel>& sender, Hook hook);
     void watchCurrentDevice();
     void linkChanged(bool isLinked);
 
@@ -62,8 +76,9 @@ private:
     Layout layout_ = Layout::canvas;
     std::shared_ptr<BondListener<bool>> isConnectedListener_;
     std::shared_ptr<BondListener<bool>> isLinkedListener_;
-    std::weak_ptr<Tarnel> watched_; ///< the device that `isConnectedListener_` is bound to
-    std::vector<platform::Observation> observations_;
+    std::weak_ptr<Tarnel> watched_;                   ///< the device that `isConnectedListener_` is bound to
+    std::vector<platform::Observation> observations_; ///< of the glasses
+    std::optional<platform::Observation> leaving_;    ///< of the application
 };
 
 } // namespace tarnel

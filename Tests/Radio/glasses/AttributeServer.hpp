@@ -13,7 +13,7 @@
 
 namespace tarnel::radio {
 
-/// The attributes of a small device on one ATT channel, as the Bluetooth Core Specification, Vol 3, Part F and G, has
+/// The attributes of a small device on one ATT channel, as Bluetooth Core, Vol 3, Part F and G, has
 /// them: requests in, answers out, values written and read. No bonds, no long writes, no indications.
 class AttributeServer {
 public:

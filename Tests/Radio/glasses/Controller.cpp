@@ -185,7 +185,10 @@ void Controller::advertise(const Bytes& data, const Bytes& scanResponse) {
 /// again, so this one begins again and again.
 void Controller::beHeard() {
     command(setAdvertisingEnable, {1, 1, 0, 0, 0, 0});
-    advertisingTimer_ = loop_.after(std::chrono::milliseconds(200), [this] { beHeard(); });
+    advertisingTimer_ = loop_.after(std::chrono::milliseconds(500), [this] {
+        command(setAdvertisingEnable, {0, 0});
+        beHeard();
+    });
 }
 
 void Controller::stopAdvertising() {

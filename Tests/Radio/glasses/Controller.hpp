@@ -12,7 +12,7 @@ namespace tarnel::radio {
 
 /// A Bluetooth controller without a system's stack above it: the kernel hands it over whole, through the user channel
 /// of its HCI sockets. Advertises, takes one connection, and carries L2CAP frames of the fixed channels. Commands and
-/// events are those of the Bluetooth Core Specification, Vol 4, Part E; frames those of Vol 3, Part A, 3.
+/// events are those of Bluetooth Core, Vol 4, Part E; frames those of Vol 3, Part A, 3.
 ///
 /// Made, used and destroyed on the loop's thread. Throws `std::system_error` where the controller cannot be had.
 class Controller {

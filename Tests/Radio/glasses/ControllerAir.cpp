@@ -5,12 +5,12 @@
 namespace tarnel::radio {
 namespace {
 
-// Fixed channels: the Bluetooth Core Specification, Vol 3, Part A, 2.1.
+// Fixed channels: Bluetooth Core, Vol 3, Part A, 2.1.
 constexpr std::uint16_t attributeChannel = 4;
 constexpr std::uint16_t signallingChannel = 5;
 constexpr std::uint16_t securityChannel = 6;
 
-// Advertising data: the Core Specification Supplement, Part A.
+// Advertising data: Bluetooth Core Supplement, Part A.
 constexpr std::uint8_t flags = 0x01;
 constexpr std::uint8_t completeShortUuids = 0x03;
 constexpr std::uint8_t completeLongUuids = 0x07;
