@@ -17,12 +17,13 @@ if(TARNEL_FUZZ)
     target_compile_options(tarnel_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# tarnel_room(NAME [SOURCES ...] [LINKS ...] [PRIVATE_LINKS ...])
+# tarnel_room(NAME [PREFIX ...] [COMPONENT Linux|Qt] [SOURCES ...] [LINKS ...] [PRIVATE_LINKS ...])
 #
 # A library target tarnel_NAME of the current folder. Its headers are included as <TarnelSDK/NAME/File.hpp>, by targets
-# that link it and by no others: the include path of each room holds that room alone.
+# that link it and by no others: the include path of each room holds that room alone. A room with a component is given
+# by the installed package together with that component.
 function(tarnel_room name)
-    cmake_parse_arguments(room "" "PREFIX" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+    cmake_parse_arguments(room "" "PREFIX;COMPONENT" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
     if(NOT room_PREFIX)
         set(room_PREFIX "TarnelSDK/${name}")
     endif()
@@ -48,7 +49,7 @@ function(tarnel_room name)
 
     set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
     if(TARNEL_INSTALL)
-        install(TARGETS ${target} EXPORT TarnelSDKTargets INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+        install(TARGETS ${target} EXPORT TarnelSDK${room_COMPONENT}Targets INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
         install(DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${room_PREFIX}"
             FILES_MATCHING PATTERN "*.hpp")
     endif()

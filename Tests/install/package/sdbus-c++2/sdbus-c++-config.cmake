@@ -1,0 +1,1 @@
+# As a system has it that is newer than Debian 12.
