@@ -34,8 +34,9 @@ protected:
     }
 
     /// Glasses with a controller of their own, hci1 and up, then the service with hci0 for the application.
-    void start(std::vector<std::vector<std::string>> arguments = {{}}) {
-        stack = std::make_unique<Stack>(Stack::Options{.controllers = static_cast<int>(arguments.size()) + 1});
+    void start(std::vector<std::vector<std::string>> arguments = {{}}, int attributeChannels = 1) {
+        stack = std::make_unique<Stack>(Stack::Options{.controllers = static_cast<int>(arguments.size()) + 1,
+                                                       .attributeChannels = attributeChannels});
         for (std::size_t i = 0; i < arguments.size(); ++i) {
             auto own = arguments[i];
             own.insert(own.end(), {"--controller", std::to_string(i + 1)});
