@@ -251,9 +251,11 @@ TEST(Central, tellsAtOnceOfRegisteredGlassesWithinReach) {
 
 TEST(Central, tellsNothingOfGlassesThatAreNoLongerRegistered) {
     Phone phone;
+    phone.open();
     phone.glasses->leaveRange();
+    phone.await("disconnected with error 6");
     phone.central->registerForConnectionEvents({phone.glasses->identifier()});
-    phone.central->cancelPeripheralConnection(phone.central->retrievePeripherals({phone.glasses->identifier()}).at(0));
+    phone.central->cancelPeripheralConnection(phone.peripheral);
     phone.settle();
     phone.glasses->enterRange();
     phone.settle();
