@@ -38,8 +38,10 @@ void FakeDesktop::start() {
                     heldCapabilities_.push_back(std::move(result));
                     return;
                 }
-                const std::lock_guard lock(mutex_);
-                result.returnResults(capabilities_);
+                std::unique_lock lock(mutex_);
+                const auto capabilities = capabilities_;
+                lock.unlock();
+                result.returnResults(capabilities);
             });
         object_->registerMethod("Notify").onInterface(name).implementedAs(
             [this](sdbus::Result<std::uint32_t> result, const std::string& application, std::uint32_t replaces,
@@ -93,14 +95,17 @@ void FakeDesktop::notify(FakeNotification notification, sdbus::Result<std::uint3
         return;
     }
     std::unique_lock lock(mutex_);
-    if (refusal_) {
-        result.returnError(sdbus::Error("org.freedesktop.Notifications.Error.Refused", *refusal_));
+    if (const auto refusal = refusal_) {
+        lock.unlock();
+        result.returnError(sdbus::Error("org.freedesktop.Notifications.Error.Refused", *refusal));
         return;
     }
-    notification.id = notification.replaces != 0 ? notification.replaces : nextId_++;
-    result.returnResults(notification.id);
+    const std::uint32_t id = notification.replaces != 0 ? notification.replaces : nextId_++;
+    notification.id = id;
     notifications_.push_back(std::move(notification));
     lock.unlock();
+    // No lock is held in a call of the bus, which has locks of its own.
+    result.returnResults(id);
     changed_.notify_all();
 }
 
