@@ -272,6 +272,13 @@ test::FakeDevice bondedGlasses() {
     return device;
 }
 
+test::FakeDevice forgetfulGlasses(bool isNamedLost) {
+    auto device = bondedGlasses();
+    device.hasLostBond = true;
+    device.isNamedLost = isNamedLost;
+    return device;
+}
+
 /// As the SDK does, an application asks again for a connection that has ended.
 void connectUntilFailed(Machine& machine, int ends) {
     ASSERT_TRUE(machine.application->await("state 5"));
@@ -295,25 +302,19 @@ TEST(BlueZConnection, namesALostBond) {
 
 TEST(BlueZConnection, namesALostBondForWhichTheDaemonGivesTheReason) {
     Machine machine;
-    auto device = bondedGlasses();
-    device.hasLostBond = device.isNamedLost = true;
-    machine.bluez.addDevice(device);
+    machine.bluez.addDevice(forgetfulGlasses(true));
     connectUntilFailed(machine, 1);
 }
 
 TEST(BlueZConnection, namesALostBondOfWhichTheDaemonSaysNothing) {
     Machine machine;
-    auto device = bondedGlasses();
-    device.hasLostBond = true;
-    machine.bluez.addDevice(device);
+    machine.bluez.addDevice(forgetfulGlasses(false));
     connectUntilFailed(machine, 3);
 }
 
 TEST(BlueZConnection, comesBackOnceALostBondIsNamed) {
     Machine machine;
-    auto device = bondedGlasses();
-    device.hasLostBond = device.isNamedLost = true;
-    machine.bluez.addDevice(device);
+    machine.bluez.addDevice(forgetfulGlasses(true));
     connectUntilFailed(machine, 1);
     EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.calls("RemoveDevice") == 1; }));
     machine.application->forget();
