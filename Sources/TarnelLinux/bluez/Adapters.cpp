@@ -1,16 +1,8 @@
 #include <TarnelLinux/bluez/Adapters.hpp>
+#include <TarnelLinux/bluez/Address.hpp>
 #include <TarnelLinux/bluez/Names.hpp>
 
-#include <algorithm>
-
 namespace tarnel::bluez {
-namespace {
-
-char uppercase(char character) {
-    return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
-}
-
-} // namespace
 
 bool isPowered(const Bus& bus, const std::string& adapter) {
     const Properties* properties = bus.properties(adapter, adapterInterface);
@@ -18,10 +10,12 @@ bool isPowered(const Bus& bus, const std::string& adapter) {
 }
 
 bool isCalled(const std::string& path, const Properties& adapter, const std::string& wanted) {
-    const auto address = valueOf<std::string>(adapter, "Address").value_or("");
-    return path.ends_with("/" + wanted) ||
-           std::equal(address.begin(), address.end(), wanted.begin(), wanted.end(),
-                      [](char own, char other) { return uppercase(own) == uppercase(other); });
+    if (path.ends_with("/" + wanted)) {
+        return true;
+    }
+    const auto address = valueOf<std::string>(adapter, "Address");
+    const auto identifier = identifierOfAddress(wanted);
+    return address && identifier && identifierOfAddress(*address) == identifier;
 }
 
 std::string chooseAdapter(const Bus& bus, const std::optional<std::string>& wanted, const std::string& inUse) {
