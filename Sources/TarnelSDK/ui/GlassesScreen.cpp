@@ -1,6 +1,5 @@
 #include <TarnelSDK/manager/TarnelManager.hpp>
 #include <TarnelSDK/ui/GlassesScreen.hpp>
-#include <TarnelSDK/ui/MainQueue.hpp>
 
 #include <utility>
 
@@ -12,12 +11,8 @@ GlassesScreen::~GlassesScreen() {
     }
 }
 
-std::weak_ptr<GlassesScreen> GlassesScreen::weakSelf() {
-    return std::static_pointer_cast<GlassesScreen>(shared_from_this());
-}
-
 void GlassesScreen::viewDidLoad() {
-    const auto weak = weakSelf();
+    const auto weak = std::weak_ptr(std::static_pointer_cast<GlassesScreen>(shared_from_this()));
     connectionListener_ = std::make_shared<BondListener<bool>>([weak](bool isConnected) {
         if (const auto self = weak.lock()) {
             self->connectionChanged(isConnected);
@@ -32,12 +27,9 @@ void GlassesScreen::viewDidLoad() {
 }
 
 platform::Observation GlassesScreen::observe(const char* name, Handler handler, const std::shared_ptr<Tarnel>& sender) {
-    return platform::Platform::current().notificationCenter().observe(
-        name,
-        [weak = weakSelf(), handler](const platform::Notification&) {
-            onMainQueue(weak, [handler](GlassesScreen& self) { (self.*handler)(); });
-        },
-        sender);
+    return TarnelBaseViewController::observe(name, sender, [handler](TarnelBaseViewController& self, const auto&) {
+        (static_cast<GlassesScreen&>(self).*handler)();
+    });
 }
 
 void GlassesScreen::viewDidAppear(bool animated) {

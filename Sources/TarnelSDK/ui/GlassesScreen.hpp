@@ -44,7 +44,6 @@ public:
 private:
     using Handler = void (GlassesScreen::*)();
 
-    std::weak_ptr<GlassesScreen> weakSelf();
     /// On the main queue.
     platform::Observation observe(const char* name, Handler handler, const std::shared_ptr<Tarnel>& sender = nullptr);
     void deviceChanged();

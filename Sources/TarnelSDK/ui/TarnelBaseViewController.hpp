@@ -63,10 +63,12 @@ protected:
     /// Gives the display of these glasses back.
     static void releaseDisplay(Tarnel& device);
 
+    using Hook = std::function<void(TarnelBaseViewController&, const platform::Notification&)>;
+    /// Calls the hook on the main queue, as long as there is a screen, for notifications of this sender, or of any.
+    platform::Observation observe(const char* name, const std::shared_ptr<Tarnel>& sender, Hook hook);
+
 private:
     std::weak_ptr<TarnelBaseViewController> weakSelf();
-    using Hook = std::function<void(TarnelBaseViewController&, const platform::Notification&)>;
-    platform::Observation observe(const char* name, const std::shared_ptr<Tarnel>& sender, Hook hook);
     void watchCurrentDevice();
     void linkChanged(bool isLinked);
 
