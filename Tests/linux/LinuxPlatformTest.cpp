@@ -128,45 +128,49 @@ TEST(LinuxPlatform, showsNotificationsOnTheDesktopOrSaysWhyNot) {
     EXPECT_EQ(result, "The notification cannot be shown: no session bus runs.");
 }
 
+/// Counts how often the application of a platform posts this, which it does while it is at the front.
+class ApplicationPosts {
+public:
+    explicit ApplicationPosts(const char* name)
+        : observation_(platform::Platform::current().notificationCenter().observe(name, [this](auto&) {
+              EXPECT_EQ(application().state(), platform::ApplicationState::active);
+              ++count_;
+          })) {}
+
+    LinuxApplication& application() { return platform_.application(); }
+    int count() const { return count_; }
+
+private:
+    const test::TemporaryFolder folder_;
+    const Variable configuration_{"XDG_CONFIG_HOME", folder_.path().string()};
+    LinuxPlatform platform_{{.identifier = "org.example.reader", .bluetooth = std::make_shared<NoBluetooth>()}};
+    int count_ = 0;
+    const platform::Observation observation_;
+};
+
 TEST(LinuxPlatform, tellsOnceThatTheApplicationIsAboutToLeaveTheFront) {
-    const test::TemporaryFolder folder;
-    const Variable configuration("XDG_CONFIG_HOME", folder.path().string());
-    LinuxPlatform linuxPlatform({.identifier = "org.example.reader", .bluetooth = std::make_shared<NoBluetooth>()});
-    auto& application = linuxPlatform.application();
-    int posts = 0;
-    const auto observation =
-        platform::Platform::current().notificationCenter().observe(platform::Application::willResignActive, [&](auto&) {
-            EXPECT_EQ(application.state(), platform::ApplicationState::active);
-            ++posts;
-        });
+    ApplicationPosts posts(platform::Application::willResignActive);
+    auto& application = posts.application();
     application.setState(platform::ApplicationState::inactive);
     application.setState(platform::ApplicationState::background);
-    EXPECT_EQ(posts, 1);
+    EXPECT_EQ(posts.count(), 1);
     application.setState(platform::ApplicationState::active);
-    EXPECT_EQ(posts, 1);
+    EXPECT_EQ(posts.count(), 1);
     application.setState(platform::ApplicationState::background);
-    EXPECT_EQ(posts, 2);
+    EXPECT_EQ(posts.count(), 2);
 }
 
 TEST(LinuxPlatform, tellsThatTheApplicationHasComeToTheFront) {
-    const test::TemporaryFolder folder;
-    const Variable configuration("XDG_CONFIG_HOME", folder.path().string());
-    LinuxPlatform linuxPlatform({.identifier = "org.example.reader", .bluetooth = std::make_shared<NoBluetooth>()});
-    auto& application = linuxPlatform.application();
-    int posts = 0;
-    const auto observation =
-        platform::Platform::current().notificationCenter().observe(platform::Application::didBecomeActive, [&](auto&) {
-            EXPECT_EQ(application.state(), platform::ApplicationState::active);
-            ++posts;
-        });
+    ApplicationPosts posts(platform::Application::didBecomeActive);
+    auto& application = posts.application();
     application.setState(platform::ApplicationState::active);
-    EXPECT_EQ(posts, 0) << "it has been there all the time";
+    EXPECT_EQ(posts.count(), 0) << "it has been there all the time";
     application.setState(platform::ApplicationState::background);
     application.setState(platform::ApplicationState::inactive);
-    EXPECT_EQ(posts, 0);
+    EXPECT_EQ(posts.count(), 0);
     application.setState(platform::ApplicationState::active);
     application.setState(platform::ApplicationState::active);
-    EXPECT_EQ(posts, 1);
+    EXPECT_EQ(posts.count(), 1);
 }
 
 TEST(LinuxPlatform, hasNotificationsToShareWithABluetoothOfOnesOwn) {

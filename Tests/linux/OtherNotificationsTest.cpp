@@ -424,13 +424,19 @@ void showOwn(LinuxPlatform& platform) {
         {.identifier = "a", .content = {.title = "mine", .body = "", .categoryIdentifier = ""}}, nullptr);
 }
 
-TEST(OtherNotificationsOfAPlatform, AreSharedBesideTheOwnOnesOnRequest) {
+/// A desktop, another program that notifies, and the bus that platforms are made on.
+class OtherNotificationsOfAPlatform : public testing::Test {
+protected:
+    OtherNotificationsOfAPlatform() { desktop.start(); }
+
     const test::PrivateBus bus;
-    const Variable session("DBUS_SESSION_BUS_ADDRESS", bus.address());
-    const Variable system("DBUS_SYSTEM_BUS_ADDRESS", bus.address());
-    test::FakeDesktop desktop(bus.address());
-    desktop.start();
-    OtherProgram program(bus.address());
+    const Variable session{"DBUS_SESSION_BUS_ADDRESS", bus.address()};
+    const Variable system{"DBUS_SYSTEM_BUS_ADDRESS", bus.address()};
+    test::FakeDesktop desktop{bus.address()};
+    OtherProgram program{bus.address()};
+};
+
+TEST_F(OtherNotificationsOfAPlatform, AreSharedBesideTheOwnOnesOnRequest) {
     LinuxPlatform platform(
         {.identifier = "org.example.reader", .sharesNotifications = true, .sharesOtherNotifications = true});
     auto& provider = *platform.notificationProvider();
@@ -449,13 +455,7 @@ TEST(OtherNotificationsOfAPlatform, AreSharedBesideTheOwnOnesOnRequest) {
     EXPECT_THAT(titles(provider), ElementsAre("theirs", "mine", "last"));
 }
 
-TEST(OtherNotificationsOfAPlatform, AreNotSharedUnlessAskedFor) {
-    const test::PrivateBus bus;
-    const Variable session("DBUS_SESSION_BUS_ADDRESS", bus.address());
-    const Variable system("DBUS_SYSTEM_BUS_ADDRESS", bus.address());
-    test::FakeDesktop desktop(bus.address());
-    desktop.start();
-    OtherProgram program(bus.address());
+TEST_F(OtherNotificationsOfAPlatform, AreNotSharedUnlessAskedFor) {
     LinuxPlatform platform({.identifier = "org.example.reader", .sharesNotifications = true});
     auto& provider = *platform.notificationProvider();
     program.notify({.summary = "theirs"});
