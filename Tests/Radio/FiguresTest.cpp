@@ -66,9 +66,12 @@ protected:
     }
 };
 
-TEST_F(Figures, photographGoesOutAlmostAsFastAsFromABareWriter) {
+/// The parameter is the pace of the radio, bytes a second.
+class Photograph : public Figures, public ::testing::WithParamInterface<int> {};
+
+TEST_P(Photograph, goesOutAlmostAsFastAsFromABareWriter) {
     constexpr int rounds = 5;
-    ASSERT_NO_FATAL_FAILURE(startLinked());
+    ASSERT_NO_FATAL_FAILURE(startLinked({}, {.pace = GetParam()}));
     host->device()->setLayout(Layout::canvas, 0, true);
     ASSERT_TRUE(host->await([&] { return pair().describe().layout == 4; }));
     const auto messages = [&] { return pair().describe().messages; };
@@ -107,7 +110,7 @@ TEST_F(Figures, photographGoesOutAlmostAsFastAsFromABareWriter) {
 
     pair().tell("plain on");
     std::vector<double> bare;
-    BareWriter writer("hci0");
+    BareWriter writer(stack->adapter());
     ASSERT_TRUE(writer.connect());
     for (int round = 0; round < rounds; ++round) {
         pair().tell("forget");
@@ -115,11 +118,15 @@ TEST_F(Figures, photographGoesOutAlmostAsFastAsFromABareWriter) {
         ASSERT_TRUE(eventually([&] { return pair().describe().bytes >= bytes; }));
         bare.push_back(rate());
     }
-    std::printf("a photograph of %llu bytes in %zu values: %.0f kB/s through the SDK, %.0f kB/s from a bare writer: "
-                "%.0f %%\n",
-                static_cast<unsigned long long>(bytes), lengths.size(), median(sdk), median(bare),
+    const auto radio = GetParam() > 0 ? "a radio of " + std::to_string(GetParam() / 1000) + " kB/s" : "no radio's pace";
+    std::printf("a photograph of %llu bytes in %zu values, %s: %.0f kB/s through the SDK, %.0f kB/s from a bare "
+                "writer: %.0f %%\n",
+                static_cast<unsigned long long>(bytes), lengths.size(), radio.c_str(), median(sdk), median(bare),
                 100 * median(sdk) / median(bare));
 }
+
+/// LE radios of 1 and 2 Mbit/s with data length extension, and one that takes all that the processor has.
+INSTANTIATE_TEST_SUITE_P(OnRadiosOf, Photograph, ::testing::Values(100'000, 178'000, 0));
 
 TEST_F(Figures, timesToReadyAndToTheFirstByte) {
     ASSERT_NO_FATAL_FAILURE(startLinked());

@@ -64,7 +64,7 @@ TEST_F(Order, isKeptOnOneChannel) {
 
 /// The service would open three; what has one only, as glasses have, keeps it to one.
 TEST_F(Order, isKeptByGlassesWithOneChannelWhateverTheServiceHas) {
-    ASSERT_NO_FATAL_FAILURE(start({{}}, 3));
+    ASSERT_NO_FATAL_FAILURE(start({{}}, {.attributeChannels = 3}));
     expectOrder();
 }
 

@@ -15,7 +15,7 @@ namespace tarnel::radio {
 
 using namespace std::chrono_literals;
 
-/// A machine with two controllers that hear each other: the application's, hci0, and that of a pair of glasses.
+/// A machine with two controllers that hear each other: the application's and that of a pair of glasses.
 class RadioTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -33,10 +33,10 @@ protected:
         stack.reset();
     }
 
-    /// Glasses with a controller of their own, hci1 and up, then the service with hci0 for the application.
-    void start(std::vector<std::vector<std::string>> arguments = {{}}, int attributeChannels = 1) {
-        stack = std::make_unique<Stack>(Stack::Options{.controllers = static_cast<int>(arguments.size()) + 1,
-                                                       .attributeChannels = attributeChannels});
+    /// Glasses with a controller of their own, hci1 and up, then the service with the first one for the application.
+    void start(const std::vector<std::vector<std::string>>& arguments = {{}}, Stack::Options options = {}) {
+        options.controllers = static_cast<int>(arguments.size()) + 1;
+        stack = std::make_unique<Stack>(options);
         for (std::size_t i = 0; i < arguments.size(); ++i) {
             auto own = arguments[i];
             own.insert(own.end(), {"--controller", std::to_string(i + 1)});
@@ -45,12 +45,12 @@ protected:
             ASSERT_TRUE(eventually([&] { return glasses.back()->describe().isSettled; }));
         }
         stack->startDaemon();
-        ASSERT_TRUE(stack->awaitAdapter("hci0"));
+        ASSERT_TRUE(stack->awaitAdapter(stack->adapter()));
     }
 
-    void startLinked(const std::vector<std::string>& arguments = {}) {
-        ASSERT_NO_FATAL_FAILURE(start({arguments}));
-        host.emplace();
+    void startLinked(const std::vector<std::string>& arguments = {}, const Stack::Options& options = {}) {
+        ASSERT_NO_FATAL_FAILURE(start({arguments}, options));
+        host.emplace(stack->adapter());
         ASSERT_TRUE(host->link());
     }
 

@@ -107,11 +107,15 @@ Stack::Stack(const Options& options) : options_(options) {
         << "\n[Policy]\nAutoEnable = true\n";
     startBus();
     startControllers(options.controllers);
+    if (options.pace > 0) {
+        paced_ = std::make_unique<PacedController>(0, options.pace);
+    }
 }
 
 Stack::~Stack() {
     others_.clear();
     daemon_.reset();
+    paced_.reset();
     controllers_.clear();
     bus_.reset();
     eventually([] { return countControllers() == 0; });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PacedController.hpp"
 #include "Process.hpp"
 
 #include <sdbus-c++/sdbus-c++.h>
@@ -26,6 +27,7 @@ public:
     struct Options {
         int controllers = 2;
         int attributeChannels = 1; ///< that the service opens where the other side has as many
+        int pace = 0;              ///< of the first controller's radio, bytes a second; 0 for what the processor can do
     };
 
     explicit Stack(const Options& options);
@@ -39,6 +41,8 @@ public:
     void startControllers(int count);
     void stopControllers();
     void startDaemon();
+    /// Of the first controller, "hci0".
+    std::string adapter() const { return paced_ ? paced_->name() : "hci0"; }
     /// At once, as by a crash.
     void killDaemon();
     bool isDaemonRunning() { return daemon_ && daemon_->isRunning(); }
@@ -65,6 +69,7 @@ private:
     const Options options_;
     std::unique_ptr<Process> bus_;
     std::vector<std::unique_ptr<Process>> controllers_;
+    std::unique_ptr<PacedController> paced_;
     std::unique_ptr<Process> daemon_;
     std::vector<std::unique_ptr<sdbus::IConnection>> others_;
 };

@@ -1,26 +1,15 @@
 #include "Controller.hpp"
 
 #include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <iterator>
-#include <string>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 namespace tarnel::radio {
 namespace {
-
-constexpr std::uint8_t commandPacket = 0x01;
-constexpr std::uint8_t dataPacket = 0x02;
-constexpr std::uint8_t eventPacket = 0x04;
 
 constexpr std::uint16_t disconnectCommand = 0x0406;
 constexpr std::uint16_t setEventMask = 0x0c01;
@@ -46,15 +35,6 @@ constexpr std::uint8_t enhancedConnectionComplete = 0x0a;
 
 constexpr std::size_t frameHeader = 4;
 
-/// Of <bluetooth/hci.h>, which is not among the headers of every system.
-struct HciAddress {
-    sa_family_t family;
-    std::uint16_t index;
-    std::uint16_t channel;
-};
-constexpr int hciProtocol = 1;
-constexpr std::uint16_t userChannel = 1;
-
 void append(Bytes& bytes, std::uint16_t value) {
     bytes.push_back(static_cast<std::uint8_t>(value & 0xff));
     bytes.push_back(static_cast<std::uint8_t>(value >> 8));
@@ -73,40 +53,18 @@ Bytes advertisingBytes(const Bytes& data) {
     return parameters;
 }
 
-/// The kernel has a controller that has just been plugged in for itself for a while.
-int openController(std::uint16_t index) {
-    const HciAddress address{AF_BLUETOOTH, index, userChannel};
-    const int socket = ::socket(AF_BLUETOOTH, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, hciProtocol);
-    // A radio holds its peer back; the kernel drops what finds no room in the socket.
-    constexpr int room = 16 << 20;
-    ::setsockopt(socket, SOL_SOCKET, SO_RCVBUFFORCE, &room, sizeof room);
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    // The kernel declares the address its own way.
-    while (::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
-        const int error = errno;
-        if (error != EBUSY || std::chrono::steady_clock::now() > end) {
-            ::close(socket);
-            throw std::system_error(error, std::generic_category(), "the controller hci" + std::to_string(index));
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return socket;
-}
-
 } // namespace
 
 Controller::Controller(bluez::EventLoop& loop, std::uint16_t index, Bytes randomAddress, Callbacks callbacks)
-    : loop_(loop), randomAddress_(std::move(randomAddress)), callbacks_(std::move(callbacks)),
-      socket_(openController(index)) {
-    loop_.watch(socket_, POLLIN, [this](short) { read(); });
+    : loop_(loop), randomAddress_(std::move(randomAddress)), callbacks_(std::move(callbacks)), channel_(index) {
+    loop_.watch(channel_.descriptor(), POLLIN, [this](short) { read(); });
     start();
 }
 
 Controller::~Controller() {
     loop_.cancel(commandTimer_);
     loop_.cancel(advertisingTimer_);
-    loop_.unwatch(socket_);
-    ::close(socket_);
+    loop_.unwatch(channel_.descriptor());
 }
 
 void Controller::start() {
@@ -122,8 +80,8 @@ void Controller::start() {
 // Commands, one after the other.
 
 void Controller::command(std::uint16_t code, Bytes parameters) {
-    Bytes packet{commandPacket, static_cast<std::uint8_t>(code & 0xff), static_cast<std::uint8_t>(code >> 8),
-                 static_cast<std::uint8_t>(parameters.size())};
+    Bytes packet{static_cast<std::uint8_t>(Packet::command), static_cast<std::uint8_t>(code & 0xff),
+                 static_cast<std::uint8_t>(code >> 8), static_cast<std::uint8_t>(parameters.size())};
     std::copy(parameters.begin(), parameters.end(), std::back_inserter(packet));
     commands_.push_back(std::move(packet));
     sendCommand();
@@ -132,19 +90,13 @@ void Controller::command(std::uint16_t code, Bytes parameters) {
 void Controller::sendCommand() {
     if (!isCommandUnderWay_ && !commands_.empty()) {
         isCommandUnderWay_ = true;
-        write(commands_.front());
+        channel_.write(commands_.front());
         // What is sent while the kernel still has the controller for itself is not answered.
         commandTimer_ = loop_.after(std::chrono::milliseconds(500), [this] {
             std::fprintf(stderr, "radio_glasses: a command is not answered\n");
             isCommandUnderWay_ = false;
             sendCommand();
         });
-    }
-}
-
-void Controller::write(const Bytes& packet) {
-    if (::write(socket_, packet.data(), packet.size()) < 0) {
-        throw std::system_error(errno, std::generic_category(), "writing to the controller");
     }
 }
 
@@ -219,7 +171,7 @@ void Controller::send(std::uint16_t channel, ByteView payload) {
     for (std::size_t at = 0; at < frame.size(); at += fragmentSize_) {
         const std::size_t size = std::min(fragmentSize_, frame.size() - at);
         Bytes packet;
-        packet.push_back(dataPacket);
+        packet.push_back(static_cast<std::uint8_t>(Packet::data));
         append(packet, static_cast<std::uint16_t>(handle_ | (at == 0 ? 0 : continues)));
         append(packet, static_cast<std::uint16_t>(size));
         std::copy_n(frame.begin() + static_cast<std::ptrdiff_t>(at), size, std::back_inserter(packet));
@@ -231,27 +183,18 @@ void Controller::send(std::uint16_t channel, ByteView payload) {
 void Controller::sendFragments() {
     while (unacknowledged_ < credits_ && !fragments_.empty()) {
         ++unacknowledged_;
-        write(fragments_.front());
+        channel_.write(fragments_.front());
         fragments_.pop_front();
     }
 }
 
 void Controller::read() {
-    constexpr std::size_t largestPacket = 4096;
-    std::array<std::uint8_t, largestPacket> buffer{};
-    for (;;) {
-        const auto size = ::read(socket_, buffer.data(), buffer.size());
-        if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
-            return;
-        }
-        if (size <= 0) {
-            throw std::system_error(size < 0 ? errno : ENODEV, std::generic_category(), "reading from the controller");
-        }
-        const ByteView packet(buffer.data(), static_cast<std::size_t>(size));
-        if (packet[0] == eventPacket) {
-            receiveEvent(packet.subspan(1));
-        } else if (packet[0] == dataPacket) {
-            receiveData(packet.subspan(1));
+    while (const auto packet = channel_.read()) {
+        const ByteView content = ByteView(*packet).subspan(1);
+        if ((*packet)[0] == static_cast<std::uint8_t>(Packet::event)) {
+            receiveEvent(content);
+        } else if ((*packet)[0] == static_cast<std::uint8_t>(Packet::data)) {
+            receiveData(content);
         }
     }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "../UserChannel.hpp"
+
 #include <TarnelLinux/bluez/EventLoop.hpp>
 #include <TarnelSDK/platform/Bytes.hpp>
 
@@ -10,9 +12,9 @@
 
 namespace tarnel::radio {
 
-/// A Bluetooth controller without a system's stack above it: the kernel hands it over whole, through the user channel
-/// of its HCI sockets. Advertises, takes one connection, and carries L2CAP frames of the fixed channels. Commands and
-/// events are those of Bluetooth Core, Vol 4, Part E; frames those of Vol 3, Part A, 3.
+/// A Bluetooth controller without a system's stack above it. Advertises, takes one connection, and carries L2CAP
+/// frames of the fixed channels. Commands and events are those of Bluetooth Core, Vol 4, Part E; frames those of Vol 3,
+/// Part A, 3.
 ///
 /// Made, used and destroyed on the loop's thread. Throws `std::system_error` where the controller cannot be had.
 class Controller {
@@ -50,7 +52,6 @@ private:
     void sendCommand();
     void beHeard();
     void sendFragments();
-    void write(const Bytes& packet);
     void read();
     void receiveEvent(ByteView event);
     void commandDone(std::uint16_t code, ByteView result);
@@ -60,7 +61,7 @@ private:
     bluez::EventLoop& loop_;
     const Bytes randomAddress_;
     const Callbacks callbacks_;
-    int socket_ = -1;
+    UserChannel channel_;
     std::deque<Bytes> commands_;     ///< not yet answered
     bool isCommandUnderWay_ = false; ///< the first of the commands
     bluez::EventLoop::Timer commandTimer_ = 0;
