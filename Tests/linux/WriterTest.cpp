@@ -132,10 +132,22 @@ TEST_F(WriterTest, keepsTheNextSegmentBackUntilTheRequestHasItsHeadStart) {
 TEST_F(WriterTest, asksForTheNextFenceBeforeMoreFollows) {
     write(100);
     ASSERT_TRUE(arriveAtLast(2 * valuesOfASegment));
+    std::this_thread::sleep_for(20ms); // as long as a radio takes at the least
     onLoop([&] {
         writer_->fenceReturned();
         EXPECT_EQ(arrivedBeforeFence_, (std::vector{valuesOfASegment, 2 * valuesOfASegment}));
         EXPECT_EQ(arrived(), 2 * valuesOfASegment);
+    });
+}
+
+TEST_F(WriterTest, givesNoHeadStartWhereFencesReturnAtOnce) {
+    onLoop([&] {
+        for (int i = 0; i < 100; ++i) {
+            writer_->write(Bytes(400, 1));
+        }
+        writer_->fenceReturned();
+        EXPECT_EQ(arrived(), 3 * valuesOfASegment);
+        EXPECT_EQ(arrivedBeforeFence_, (std::vector{valuesOfASegment, 2 * valuesOfASegment}));
     });
 }
 

@@ -17,6 +17,9 @@ namespace {
 
 constexpr auto headStart = 3ms;
 
+/// No radio carries a segment in less.
+constexpr auto fast = 20ms;
+
 } // namespace
 
 bool WriteRoom::take() {
@@ -77,7 +80,9 @@ void Writer::fenceReturned() {
     endHeadStart();
     if (const auto asked = std::exchange(fence_, std::nullopt)) {
         const bool isAwaited = !queue_.empty() && sinceFence_ >= segment_.bytes();
-        segment_.fenceReturned(Clock::now() - *asked, isAwaited);
+        const auto delay = Clock::now() - *asked;
+        isFast_ = delay < fast;
+        segment_.fenceReturned(delay, isAwaited);
         if (isAwaited) {
             askForFence();
         }
@@ -96,10 +101,12 @@ std::size_t Writer::abandon() {
 void Writer::askForFence() {
     sinceFence_ = 0;
     fence_ = Clock::now();
-    headStart_ = loop_.after(headStart, [this] {
-        headStart_ = 0;
-        pump();
-    });
+    if (!isFast_) {
+        headStart_ = loop_.after(headStart, [this] {
+            headStart_ = 0;
+            pump();
+        });
+    }
     callbacks_.fence();
 }
 
