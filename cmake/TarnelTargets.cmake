@@ -6,7 +6,9 @@ add_library(tarnel_options INTERFACE)
 target_compile_features(tarnel_options INTERFACE cxx_std_20)
 target_compile_options(tarnel_options INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
-    $<$<NOT:$<BOOL:${CMAKE_UNITY_BUILD}>>:-Wshadow>   # of the file itself, not of those compiled with it
+    # Of a file itself, not of those compiled with it.
+    $<$<NOT:$<BOOL:${CMAKE_UNITY_BUILD}>>:-Wshadow>
+    $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>
     $<$<BOOL:${TARNEL_WERROR}>:-Werror>)
 if(TARNEL_SANITIZE)
     list(JOIN TARNEL_SANITIZE "," sanitizers)
