@@ -1,5 +1,7 @@
 #include "AttributeServer.hpp"
 
+#include "Words.hpp"
+
 #include <algorithm>
 #include <utility>
 
@@ -42,17 +44,8 @@ const UUID& clientConfiguration() {
     return uuid;
 }
 
-void append(Bytes& bytes, std::uint16_t value) {
-    bytes.push_back(static_cast<std::uint8_t>(value & 0xff));
-    bytes.push_back(static_cast<std::uint8_t>(value >> 8));
-}
-
 void append(Bytes& bytes, ByteView more) {
     bytes.insert(bytes.end(), more.begin(), more.end());
-}
-
-std::uint16_t wordAt(ByteView bytes, std::size_t at) {
-    return static_cast<std::uint16_t>(bytes[at] | (bytes[at + 1] << 8));
 }
 
 /// On the air an identifier goes backward, and one of the base's as its two bytes.

@@ -1,5 +1,7 @@
 #include "Controller.hpp"
 
+#include "Words.hpp"
+
 #include <poll.h>
 
 #include <algorithm>
@@ -34,15 +36,6 @@ constexpr std::uint8_t longTermKeyRequest = 0x05;
 constexpr std::uint8_t enhancedConnectionComplete = 0x0a;
 
 constexpr std::size_t frameHeader = 4;
-
-void append(Bytes& bytes, std::uint16_t value) {
-    bytes.push_back(static_cast<std::uint8_t>(value & 0xff));
-    bytes.push_back(static_cast<std::uint8_t>(value >> 8));
-}
-
-std::uint16_t wordAt(ByteView bytes, std::size_t at) {
-    return static_cast<std::uint16_t>(bytes[at] | (bytes[at + 1] << 8));
-}
 
 Bytes advertisingBytes(const Bytes& data) {
     constexpr std::uint8_t set = 0;
