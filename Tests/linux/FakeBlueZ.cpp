@@ -140,6 +140,9 @@ void FakeBlueZ::exportAdapter() {
             const auto found = filter.find("UUIDs");
             filter_ =
                 found == filter.end() ? std::vector<std::string>() : found->second.get<std::vector<std::string>>();
+            if (std::exchange(filtersBySignal_, filter.contains("RSSI")) != filtersBySignal_ && isDiscovering_) {
+                loop_.post([this] { discover(); });
+            }
         });
     object->registerMethod("StartDiscovery").onInterface(adapterInterface).implementedAs([this, raw = object.get()] {
         count("StartDiscovery");
@@ -148,11 +151,9 @@ void FakeBlueZ::exportAdapter() {
             throw sdbus::Error("org.bluez.Error.NotReady", "Resource Not Ready");
         }
         isDiscovering_ = true;
-        if (deafDiscoveries_ > 0) {
-            --deafDiscoveries_;
-            return;
+        if (!startsDeaf_) {
+            loop_.post([this] { discover(); });
         }
-        loop_.post([this] { discover(); });
     });
     object->registerMethod("StopDiscovery").onInterface(adapterInterface).implementedAs([this] {
         count("StopDiscovery");
@@ -430,8 +431,14 @@ bool FakeBlueZ::isDiscovering() {
     return isDiscovering;
 }
 
-void FakeBlueZ::dropSightings(int discoveries) {
-    sync([&] { deafDiscoveries_ = discoveries; });
+void FakeBlueZ::startDeaf() {
+    sync([this] { startsDeaf_ = true; });
+}
+
+bool FakeBlueZ::filtersBySignal() {
+    bool filters = false;
+    sync([&] { filters = filtersBySignal_; });
+    return filters;
 }
 
 std::vector<std::string> FakeBlueZ::filteredServices() {

@@ -147,8 +147,9 @@ public:
     FakeDevice device(const std::string& address);
     FakeCharacteristic characteristic(const std::string& address, const std::string& uuid);
     bool isDiscovering();
-    /// As many discoveries report nothing of what they hear.
-    void dropSightings(int discoveries);
+    /// From now on, discoveries report nothing of what they hear in the beginning.
+    void startDeaf();
+    bool filtersBySignal();
     std::vector<std::string> filteredServices();
     /// Asks the registered agent for an authorization; whether it agrees.
     bool askAgent(const std::string& address);
@@ -183,7 +184,8 @@ private:
     bool isDiscovering_ = false;
     std::string discoverer_; ///< the client that has it running
     bool withholdsObjects_ = false;
-    int deafDiscoveries_ = 0;
+    bool startsDeaf_ = false;
+    bool filtersBySignal_ = false;
     std::vector<std::string> filter_;
     std::map<std::string, std::unique_ptr<FakeDevice>> devices_;
     std::vector<sdbus::Result<>> held_;

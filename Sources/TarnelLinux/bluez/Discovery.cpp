@@ -10,10 +10,12 @@ namespace {
 using namespace std::chrono_literals;
 
 /// Discovery looks afresh after turns, because a device that stays is reported once only, and BlueZ 5.66 drops what it
-/// hears before it is told that discovery has begun. Each turn is twice as long as the one before.
+/// hears before it is told that discovery has begun, which a controller that reports a device once only has then
+/// reported. Each turn is twice as long as the one before.
 constexpr std::chrono::milliseconds firstTurn = 500ms;
 constexpr std::chrono::milliseconds longestTurn = 5s;
-/// Those who wait do without between turns, after a while.
+/// Those who wait do without it from time to time, after a while: when a turn was this long.
+constexpr std::chrono::milliseconds lastTurn = 2s;
 constexpr auto turnOff = 10s;
 constexpr auto eagerFor = 30s;
 constexpr auto retryDelay = 500ms;
@@ -88,13 +90,14 @@ void Discovery::restart() {
 
 void Discovery::turn() {
     const bool isEager = std::chrono::steady_clock::now() - waitingSince_ < eagerFor;
-    if (wish_.isScan || isEager || !isTurn_) {
+    if (wish_.isScan || isEager || !isTurn_ || turnLength_ < lastTurn) {
         restarts_ = isTurn_;
         isTurn_ = true;
         turnLength_ = std::min(2 * turnLength_, longestTurn);
         turnTimer_ = loop_.after(turnLength_, [this] { turn(); });
     } else {
         isTurn_ = false;
+        turnLength_ = firstTurn / 2;
         turnTimer_ = loop_.after(turnOff, [this] { turn(); });
     }
     update();
@@ -114,8 +117,10 @@ void Discovery::update() {
         return;
     }
     const bool isOn = state_ == State::on;
-    if (isOn && (!isWanted() || std::exchange(restarts_, false))) {
+    if (isOn && !isWanted()) {
         stop();
+    } else if (isOn && std::exchange(restarts_, false)) {
+        lookAfresh();
     } else if (isWanted() && (!hasFilter_ || applied_.services != wish_.services || applied_.isWait != wish_.isWait)) {
         applyFilter();
     } else if (isWanted() && !isOn) {
@@ -123,35 +128,50 @@ void Discovery::update() {
     }
 }
 
-void Discovery::applyFilter() {
+void Discovery::setFilter(Filter filter, std::function<void(const Failure*)> done) {
     isBusy_ = true;
-    const Wish wish = wish_;
     call(
         "SetDiscoveryFilter",
         [&](sdbus::MethodCall& message) {
-            std::map<std::string, sdbus::Variant> filter{{"Transport", sdbus::Variant(std::string("le"))},
-                                                         {"DuplicateData", sdbus::Variant(true)}};
-            std::vector<std::string> services;
-            for (const auto& uuid : wish.services) {
-                services.push_back(lowercase(uuid.string()));
-            }
-            if (!services.empty() && !wish.isWait) {
-                filter.emplace("UUIDs", sdbus::Variant(services));
-            }
+            filter.emplace("Transport", std::string("le"));
+            filter.emplace("DuplicateData", true);
             message << filter;
         },
-        [this, wish, generation = generation_](const Failure* failure) {
-            if (generation != generation_) {
-                return;
+        [this, done = std::move(done), generation = generation_](const Failure* failure) {
+            if (generation == generation_) {
+                isBusy_ = false;
+                done(failure);
             }
-            isBusy_ = false;
-            if (failure) {
-                return retryLater();
-            }
-            applied_ = wish;
-            hasFilter_ = true;
-            update();
         });
+}
+
+void Discovery::applyFilter() {
+    Filter filter;
+    std::vector<std::string> services;
+    for (const auto& uuid : wish_.services) {
+        services.push_back(lowercase(uuid.string()));
+    }
+    if (!services.empty() && !wish_.isWait) {
+        filter.emplace("UUIDs", services);
+    }
+    setFilter(std::move(filter), [this, wish = wish_](const Failure* failure) {
+        if (failure) {
+            return retryLater();
+        }
+        applied_ = wish;
+        hasFilter_ = true;
+        update();
+    });
+}
+
+/// The daemon has the kernel begin anew when the filter changes, and misses nothing then. So it gets another for a
+/// moment, which lets everything through as well.
+void Discovery::lookAfresh() {
+    constexpr std::int16_t weakest = -127;
+    setFilter({{"RSSI", weakest}}, [this](const Failure*) {
+        hasFilter_ = false;
+        update();
+    });
 }
 
 void Discovery::start() {

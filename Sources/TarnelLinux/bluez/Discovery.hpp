@@ -3,7 +3,9 @@
 #include <TarnelLinux/bluez/Bus.hpp>
 #include <TarnelSDK/platform/UUID.hpp>
 
-#include <optional>
+#include <cstdint>
+#include <functional>
+#include <map>
 #include <set>
 #include <string>
 
@@ -39,12 +41,15 @@ public:
 
 private:
     enum class State { off, starting, on, stopping };
+    using Filter = std::map<std::string, sdbus::Variant>;
 
     bool isWanted() const {
         return !adapter_.empty() && !wish_.isHeldUp && (wish_.isScan || (wish_.isWait && isTurn_));
     }
     void update();
+    void setFilter(Filter filter, std::function<void(const Failure*)> done);
     void applyFilter();
+    void lookAfresh();
     void start();
     void stop();
     void turn();
