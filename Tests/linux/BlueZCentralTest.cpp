@@ -385,6 +385,32 @@ TEST(BlueZConnection, canBeCancelledWhileTheDaemonConnects) {
     machine.connect();
 }
 
+TEST(BlueZConnection, takesNoAnswerToAnAttemptThatWasCancelledForItsOwn) {
+    Machine machine;
+    auto device = glasses();
+    device.holdsConnect = device.holdsCancelled = true;
+    machine.bluez.addDevice(device);
+    ASSERT_TRUE(machine.application->await("state 5"));
+    machine.central->scanForPeripherals(glassesService());
+    ASSERT_TRUE(machine.application->await("found"));
+    machine.central->stopScan();
+    machine.peripheral = machine.known();
+    machine.central->connect(machine.peripheral);
+    ASSERT_TRUE(Machine::eventually([&] { return machine.bluez.calls("Connect") == 1; }));
+    machine.central->cancelPeripheralConnection(machine.peripheral);
+    ASSERT_TRUE(Machine::eventually([&] { return machine.bluez.calls("Disconnect") == 1; }));
+    // When discovery has come and gone, the daemon's answer has arrived too.
+    machine.central->scanForPeripherals(glassesService());
+    ASSERT_TRUE(machine.application->await("found", 2));
+    machine.central->stopScan();
+    machine.central->connect(machine.peripheral);
+    ASSERT_TRUE(Machine::eventually([&] { return machine.bluez.calls("Connect") == 2; }));
+    machine.bluez.failHeldConnect();
+    machine.bluez.failHeldConnect();
+    EXPECT_TRUE(Machine::eventually([&] { return machine.bluez.calls("Connect") == 3; })) << "after its own failure";
+    EXPECT_EQ(machine.attemptFailures().size(), 1u);
+}
+
 TEST(BlueZConnection, doesNotLookForDevicesWhileItIsMade) {
     Machine machine;
     auto device = glasses();

@@ -175,6 +175,25 @@ TEST(BlueZNotifications, areOfferedAgainByADaemonThatWasRestarted) {
     EXPECT_THAT(machine.notified(notificationSource, 1), Contains(added(1, 1)));
 }
 
+/// The daemon keeps it to itself which devices have subscribed.
+TEST(BlueZNotifications, areToldOnceMoreWhenOtherGlassesConnect) {
+    Sharing machine;
+    machine.notifications->add("a", {.title = "before"});
+    machine.open();
+    ASSERT_TRUE(machine.eventually([&] { return machine.isOffered(); }));
+    machine.subscribe();
+    ASSERT_EQ(machine.notified(notificationSource, 1).size(), 1U);
+    machine.bluez.addDevice(glasses(otherAddress));
+    machine.peripheral = machine.known(otherAddress);
+    machine.peripheral->setDelegate(machine.application);
+    machine.central->connect(machine.peripheral);
+    ASSERT_TRUE(machine.application->await("connected", 2));
+    machine.discover();
+    machine.notifications->add("b", {.title = "after"});
+    EXPECT_THAT(machine.notified(notificationSource, 3),
+                ElementsAre(added(1, 1, ancs::preExisting), added(1, 1, ancs::preExisting), added(2, 2)));
+}
+
 TEST(BlueZNotifications, endWithTheProgramAtAnyMoment) {
     for (int round = 0; round < 5; ++round) {
         Sharing machine;

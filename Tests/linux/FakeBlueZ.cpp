@@ -303,8 +303,8 @@ void FakeBlueZ::exportDevice(FakeDevice& device) {
     });
     object->registerMethod("Disconnect").onInterface(deviceInterface).implementedAs([this, raw] {
         count("Disconnect");
-        for (const auto& result : std::exchange(held_, {})) {
-            result.returnError(sdbus::Error("org.bluez.Error.Failed", "le-connection-abort-by-local"));
+        while (!raw->holdsCancelled && !held_.empty()) {
+            failConnect();
         }
         if (!raw->isConnected) {
             throw sdbus::Error("org.bluez.Error.NotConnected", "Not Connected");
@@ -394,6 +394,15 @@ void FakeBlueZ::connectByAnother(const std::string& address) {
 
 void FakeBlueZ::dropConnection(const std::string& address) {
     sync([&] { setConnected(*devices_.at(address), false); });
+}
+
+void FakeBlueZ::failHeldConnect() {
+    sync([this] { failConnect(); });
+}
+
+void FakeBlueZ::failConnect() {
+    held_.front().returnError(sdbus::Error("org.bluez.Error.Failed", "le-connection-abort-by-local"));
+    held_.pop_front();
 }
 
 void FakeBlueZ::leaveRange(const std::string& address) {

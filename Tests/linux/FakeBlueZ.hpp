@@ -66,6 +66,7 @@ struct FakeDevice {
     bool exportsLate = false; ///< characteristics only when told
     std::deque<bluez::Failure> connectFailures{};
     bool holdsConnect = false;     ///< connecting is not answered
+    bool holdsCancelled = false;   ///< also not when it is cancelled
     bool connectsSilently = false; ///< no signal tells that it is connected
     bool resolvesSilently = false; ///< nor that its services are known
     bool endsSilently = false;     ///< nor that it is no longer connected
@@ -108,6 +109,8 @@ public:
     void leaveRange(const std::string& address);
     void enterRange(const std::string& address);
     void connectByAnother(const std::string& address);
+    /// Answers the oldest call to connect that is held, as a failure.
+    void failHeldConnect();
     void exportCharacteristics(const std::string& address);
     void removeService(const std::string& address, const std::string& uuid);
     /// It is there again, with sockets that nobody has.
@@ -162,6 +165,7 @@ private:
     void sync(const std::function<void()>& task);
     void advertise(FakeDevice& device);
     void discover();
+    void failConnect();
     std::string devicePath(const FakeDevice& device) const;
     void exportObjects();
     void exportAdapter();
@@ -188,7 +192,7 @@ private:
     bool filtersBySignal_ = false;
     std::vector<std::string> filter_;
     std::map<std::string, std::unique_ptr<FakeDevice>> devices_;
-    std::vector<sdbus::Result<>> held_;
+    std::deque<sdbus::Result<>> held_;
     std::vector<std::shared_ptr<sdbus::Result<Bytes>>> heldReads_;
     std::map<std::string, int> taken_;
     std::string agent_;

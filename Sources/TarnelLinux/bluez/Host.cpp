@@ -177,6 +177,8 @@ void Host::updateDiscovery() {
     }
     discovery_.setWish(wish);
     if (notifications_) {
+        // Withdrawn with the last link: the daemon keeps the subscription of a bonded device and tells nothing of it,
+        // so glasses that return are to subscribe anew, and then hear what there is.
         notifications_->update(state_ == CentralState::poweredOn ? adapter_ : "", !links_.isEmpty());
     }
 }

@@ -80,6 +80,9 @@ void Links::attach(const std::string& address, Link& link) {
     link.failures = 0;
     link.isRestarted = false;
     lostBonds_.connected(address);
+    if (link.waiting.empty()) {
+        return;
+    }
     const auto path = host_.devicePath(address);
     for (const auto& peripheral : std::exchange(link.waiting, {})) {
         if (path) {
@@ -182,14 +185,13 @@ void Links::attempt(const std::string& address) {
         return;
     }
     link.isConnecting = true;
+    link.attempt = ++attempts_;
     link.lastAttempt = std::chrono::steady_clock::now();
     takeRadio();
     host_.bus().call(
         *path, deviceInterface, "Connect", nullptr,
-        [this, address, generation = generation_](sdbus::MethodReply*, const Failure* failure) {
-            if (generation == generation_) {
-                attempted(address, failure);
-            }
+        [this, address, attempt = link.attempt](sdbus::MethodReply*, const Failure* failure) {
+            attempted(address, attempt, failure);
         },
         connectPatience);
 }
@@ -208,23 +210,25 @@ void Links::releaseRadio() {
     }
 }
 
-void Links::attempted(const std::string& address, const Failure* failure) {
+/// The answer to an attempt that was cancelled, and whose link is gone, may come when there is another.
+void Links::attempted(const std::string& address, std::uint64_t attempt, const Failure* failure) {
+    const auto found = links_.find(address);
+    if (found != links_.end() && found->second.attempt != attempt) {
+        return;
+    }
     releaseRadio();
     const auto path = host_.devicePath(address);
     if (failure || !path || host_.isConnected(address)) {
-        return concluded(address, failure);
+        return concluded(address, attempt, failure);
     }
     // BlueZ 5.66 does not always announce a connection that it has made, or does so after it has answered.
-    host_.bus().refresh(*path, deviceInterface, "Connected", [this, address, generation = generation_] {
-        if (generation == generation_) {
-            concluded(address, nullptr);
-        }
-    });
+    host_.bus().refresh(*path, deviceInterface, "Connected",
+                        [this, address, attempt] { concluded(address, attempt, nullptr); });
 }
 
-void Links::concluded(const std::string& address, const Failure* failure) {
+void Links::concluded(const std::string& address, std::uint64_t attempt, const Failure* failure) {
     const auto found = links_.find(address);
-    if (found == links_.end()) {
+    if (found == links_.end() || found->second.attempt != attempt) {
         return;
     }
     Link& link = found->second;

@@ -5,6 +5,7 @@
 #include <TarnelSDK/platform/Bluetooth.hpp>
 
 #include <chrono>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -57,14 +58,15 @@ private:
         std::vector<std::shared_ptr<Peripheral>> users;
         bool isConnecting = false;
         bool isDisconnecting = false;
-        bool isRestarted = false; ///< an attempt that another client left behind was cancelled
-        int failures = 0;         ///< in a row, since the device was heard
+        bool isRestarted = false;  ///< an attempt that another client left behind was cancelled
+        int failures = 0;          ///< in a row, since the device was heard
+        std::uint64_t attempt = 0; ///< the number of the one under way
         std::chrono::steady_clock::time_point lastAttempt;
     };
 
     void attempt(const std::string& address);
-    void attempted(const std::string& address, const Failure* failure);
-    void concluded(const std::string& address, const Failure* failure);
+    void attempted(const std::string& address, std::uint64_t attempt, const Failure* failure);
+    void concluded(const std::string& address, std::uint64_t attempt, const Failure* failure);
     void attemptFailed(const std::string& address, Link& link, const Failure& failure);
     void endedByItself(const std::string& address);
     bool failIfBondIsLost(const std::string& address);
@@ -83,6 +85,7 @@ private:
     LostBonds lostBonds_;
     bool needsRadio_ = false;
     EventLoop::Timer radioTimer_ = 0;
+    std::uint64_t attempts_ = 0;
     std::uint64_t generation_ = 0;
 };
 

@@ -491,14 +491,18 @@ void Session::setMaximumLength(std::uint16_t mtu) {
 }
 
 void Session::acquired(const std::string& path, sdbus::MethodReply* reply) {
-    isRefused_ = reply == nullptr;
-    std::uint16_t mtu = 0;
-    sdbus::UnixFd socket;
+    int descriptor = -1;
     if (reply) {
+        std::uint16_t mtu = 0;
+        sdbus::UnixFd socket;
         *reply >> socket >> mtu;
         setMaximumLength(mtu);
-        writer_.open(::fcntl(socket.get(), F_DUPFD_CLOEXEC, 0));
-        return;
+        descriptor = ::fcntl(socket.get(), F_DUPFD_CLOEXEC, 0);
+    }
+    // Also one that this process has no descriptor left for is no socket.
+    isRefused_ = descriptor < 0;
+    if (!isRefused_) {
+        return writer_.open(descriptor);
     }
     for (const auto& value : writer_.takeQueue()) {
         writeCommand(path, value);
