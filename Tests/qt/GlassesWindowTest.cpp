@@ -338,6 +338,24 @@ TEST_F(GlassesWindowTest, AsksWhereToSaveTheFrameWithoutHoldingAnythingUp) {
     EXPECT_THAT(box->text().toStdString(), HasSubstr("could not be saved"));
 }
 
+TEST_F(GlassesWindowTest, MarkupInANameThatCannotBeSavedStaysText) {
+    QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+    show();
+    press(Qt::Key_S, Qt::ControlModifier);
+    auto* const dialog = window->findChild<QFileDialog*>();
+    ASSERT_TRUE(dialog);
+    const QString name = QStringLiteral("no folder/<h1>Loud</h1>.png");
+    Q_EMIT dialog->fileSelected(name);
+    settle();
+    const auto* const box = window->findChild<QMessageBox*>();
+    ASSERT_TRUE(box);
+    EXPECT_TRUE(box->text().contains(name));
+    const auto* const label = box->findChild<QLabel*>("qt_msgbox_label");
+    ASSERT_TRUE(label);
+    EXPECT_EQ(label->text(), box->text());
+    EXPECT_EQ(label->textFormat(), Qt::PlainText);
+}
+
 TEST_F(GlassesWindowTest, HasASizeForTheDisplayAsItIsAndTwiceAsLarge) {
     show();
     const double ratio = window->devicePixelRatioF();
