@@ -1,5 +1,6 @@
 #include "QtDesk.hpp"
 
+#include <TarnelQt/QtLanguage.hpp>
 #include <TarnelQt/glasses/DisplayWidget.hpp>
 #include <TarnelQt/glasses/MessageList.hpp>
 #include <TarnelQt/glasses/MessageText.hpp>
@@ -17,6 +18,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QSpinBox>
+#include <QTextBlock>
 #include <QToolButton>
 
 namespace tarnel {
@@ -302,6 +304,30 @@ TEST_F(GlassesWindowTest, TheListHoldsTheNewestMessagesAndNoMore) {
     EXPECT_EQ(list.blockCount(), MessageList::mostLines);
     const auto last = list.toPlainText().section(QLatin1Char('\n'), -1);
     EXPECT_THAT(last.toStdString(), HasSubstr("led"));
+}
+
+/// From left to right again, however the test ends.
+struct RightToLeft {
+    RightToLeft() { setLayoutDirection("ar-EG"); }
+    ~RightToLeft() { setLayoutDirection("en-US"); }
+};
+
+TEST_F(GlassesWindowTest, TheListShowsTheBeginningsOfTheMessagesInEveryDirection) {
+    const RightToLeft direction;
+    window = std::make_unique<QtGlassesWindow>(glasses);
+    window->resize(1000, 640);
+    show();
+    ASSERT_TRUE(link());
+    drawBars();
+    const auto& list = window->messages();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return list.toPlainText().contains("org.example.application"); }, 2000));
+    settle();
+    QDir().mkpath(QStringLiteral(TARNEL_PICTURES));
+    EXPECT_TRUE(window->grab().save(QStringLiteral(TARNEL_PICTURES "/glasses-window-right-to-left.png")));
+    EXPECT_TRUE(window->isRightToLeft());
+    for (auto line = list.document()->begin(); line.isValid(); line = line.next()) {
+        EXPECT_TRUE(list.viewport()->rect().contains(list.cursorRect(QTextCursor(line)))) << line.text().toStdString();
+    }
 }
 
 TEST_F(GlassesWindowTest, SavesTheFrameOrSaysWhyNot) {
