@@ -94,8 +94,9 @@ bool ReadingWindow::openFile(const QString& file) {
         screen_->open(std::move(*book));
         return true;
     }
-    auto* const box =
-        new QMessageBox(QMessageBox::Warning, windowTitle(), std::get<QString>(opened), QMessageBox::Ok, this);
+    auto* const box = new QMessageBox(QMessageBox::Warning, windowTitle(), QString(), QMessageBox::Ok, this);
+    box->setTextFormat(Qt::PlainText); // a file's name may look like markup
+    box->setText(std::get<QString>(opened));
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->open();
     return false;

@@ -5,6 +5,7 @@
 #include "Operation.hpp"
 #include "Options.hpp"
 #include "SimulationOptions.hpp"
+#include "Terminal.hpp"
 #include "Window.hpp"
 
 #include <memory>
@@ -49,6 +50,10 @@ void runGlasses(const GlassesCommandOptions& options) {
     if (options.isShown && options.asJSON) {
         throw UsageError("standard output takes the display or JSON; give --show or --json");
     }
+    if (options.isShown && !Terminal::isOutput()) {
+        throw UsageError("--show draws in a terminal, and standard output is none; --frame writes what the glasses "
+                         "show to a picture file");
+    }
     if (options.frame == "-" || options.trace == "-") {
         throw UsageError("standard output takes what happens; give --frame and --trace a file");
     }
@@ -83,7 +88,7 @@ void addGlasses(CLI::App& app, Action& action) {
     addWhatTheyAre(command, options);
     command->add_flag("--notifications", options->air.readsNotifications,
                       "Read the notifications that the host shares, and pair with it where it asks for that");
-    command->add_flag("--show", options->isShown, "Draw the display in the terminal");
+    command->add_flag("--show", options->isShown, "Draw the display in the terminal; standard output must be one");
     command->add_flag("--window", options->inWindow, "Show them in a window; closing it ends the command");
     command->add_option("--frame", options->frame, "A picture file that follows the display, up to ten times a second")
         ->type_name("OUT.png");

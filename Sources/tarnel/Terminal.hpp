@@ -17,7 +17,7 @@ public:
 
     static bool isInput();
     static bool isOutput();
-    /// Columns and rows; what the environment says, or 80 and 24, where there is no terminal.
+    /// Columns and rows; what the environment says, or 80 and 24, where the terminal does not know.
     static std::pair<int, int> size();
 
     /// From now on each key can be read as it is pressed, and is not shown.

@@ -1,5 +1,6 @@
 #include "QtDesk.hpp"
 
+#include <TarnelQt/QtLanguage.hpp>
 #include <TarnelQt/glasses/DisplayWidget.hpp>
 #include <TarnelQt/glasses/MessageList.hpp>
 #include <TarnelQt/glasses/MessageText.hpp>
@@ -17,6 +18,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QSpinBox>
+#include <QTextBlock>
 #include <QToolButton>
 
 namespace tarnel {
@@ -304,6 +306,30 @@ TEST_F(GlassesWindowTest, TheListHoldsTheNewestMessagesAndNoMore) {
     EXPECT_THAT(last.toStdString(), HasSubstr("led"));
 }
 
+/// From left to right again, however the test ends.
+struct RightToLeft {
+    RightToLeft() { setLayoutDirection("ar-EG"); }
+    ~RightToLeft() { setLayoutDirection("en-US"); }
+};
+
+TEST_F(GlassesWindowTest, TheListShowsTheBeginningsOfTheMessagesInEveryDirection) {
+    const RightToLeft direction;
+    window = std::make_unique<QtGlassesWindow>(glasses);
+    window->resize(1000, 640);
+    show();
+    ASSERT_TRUE(link());
+    drawBars();
+    const auto& list = window->messages();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return list.toPlainText().contains("org.example.application"); }, 2000));
+    settle();
+    QDir().mkpath(QStringLiteral(TARNEL_PICTURES));
+    EXPECT_TRUE(window->grab().save(QStringLiteral(TARNEL_PICTURES "/glasses-window-right-to-left.png")));
+    EXPECT_TRUE(window->isRightToLeft());
+    for (auto line = list.document()->begin(); line.isValid(); line = line.next()) {
+        EXPECT_TRUE(list.viewport()->rect().contains(list.cursorRect(QTextCursor(line)))) << line.text().toStdString();
+    }
+}
+
 TEST_F(GlassesWindowTest, SavesTheFrameOrSaysWhyNot) {
     show();
     ASSERT_TRUE(link());
@@ -336,6 +362,24 @@ TEST_F(GlassesWindowTest, AsksWhereToSaveTheFrameWithoutHoldingAnythingUp) {
     const auto* const box = window->findChild<QMessageBox*>();
     ASSERT_TRUE(box);
     EXPECT_THAT(box->text().toStdString(), HasSubstr("could not be saved"));
+}
+
+TEST_F(GlassesWindowTest, MarkupInANameThatCannotBeSavedStaysText) {
+    QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+    show();
+    press(Qt::Key_S, Qt::ControlModifier);
+    auto* const dialog = window->findChild<QFileDialog*>();
+    ASSERT_TRUE(dialog);
+    const QString name = QStringLiteral("no folder/<h1>Loud</h1>.png");
+    Q_EMIT dialog->fileSelected(name);
+    settle();
+    const auto* const box = window->findChild<QMessageBox*>();
+    ASSERT_TRUE(box);
+    EXPECT_TRUE(box->text().contains(name));
+    const auto* const label = box->findChild<QLabel*>("qt_msgbox_label");
+    ASSERT_TRUE(label);
+    EXPECT_EQ(label->text(), box->text());
+    EXPECT_EQ(label->textFormat(), Qt::PlainText);
 }
 
 TEST_F(GlassesWindowTest, HasASizeForTheDisplayAsItIsAndTwiceAsLarge) {

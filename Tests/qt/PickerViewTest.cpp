@@ -6,6 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <QAccessible>
+#include <QHelpEvent>
+#include <QTextDocument>
+#include <QToolTip>
 
 namespace tarnel {
 namespace {
@@ -326,6 +329,34 @@ TEST(PickerView, AMillionLettersInANameStayInTheirRow) {
     EXPECT_EQ(desk.cardOf(*picker)->width(), 512);
     EXPECT_FALSE(desk.cardOf(*picker)->grab().isNull());
     EXPECT_LE(desk.tableOf(*picker)->item(1)->toolTip().size(), 300);
+}
+
+TEST(PickerView, ItsToolTipsShowNamesLetterByLetterWhateverMarkupIsInThem) {
+    const std::vector<std::string> names{
+        "<h1>Loud</h1><u>x</u>", "<img src=picture.png>", "A <b>bold</b> pair", "1 < 2 && 3 > 2", "&lt;b&gt;", "Plain"};
+    QtDesk desk;
+    std::uint8_t number = 0;
+    for (const auto& name : names) {
+        desk.addGlasses(name, ++number);
+    }
+    const auto picker = desk.present();
+    desk.advance(5s);
+    ASSERT_EQ(desk.rows(*picker), names);
+    auto* const table = desk.tableOf(*picker);
+    for (int at = 1; at < table->count(); ++at) {
+        const QPoint place = table->visualItemRect(table->item(at)).center();
+        QHelpEvent hovering(QEvent::ToolTip, place, table->viewport()->mapToGlobal(place));
+        QApplication::sendEvent(table->viewport(), &hovering);
+        ASSERT_TRUE(QToolTip::isVisible());
+        QString seen = QToolTip::text();
+        if (Qt::mightBeRichText(seen)) {
+            QTextDocument document;
+            document.setHtml(seen);
+            seen = document.toPlainText();
+        }
+        EXPECT_EQ(seen.toStdString(), table->item(at)->text().toStdString());
+        QToolTip::hideText();
+    }
 }
 
 TEST(PickerView, IsAModalDialogWithAListForAssistiveTechnology) {

@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <array>
@@ -22,6 +24,12 @@
 
 namespace tarnel::test {
 
+/// In characters. A terminal of none does not know its size.
+struct TerminalSize {
+    unsigned short columns = 80;
+    unsigned short rows = 24;
+};
+
 /// A pipe whose ends close with it.
 class Pipe {
 public:
@@ -29,6 +37,24 @@ public:
         if (::pipe2(ends_.data(), O_CLOEXEC) != 0) {
             throw std::runtime_error("no pipe");
         }
+    }
+    /// What is written goes to a terminal, and comes out as it was written.
+    explicit Pipe(const TerminalSize& size) {
+        ends_[0] = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+        std::array<char, 128> name{};
+        if (ends_[0] >= 0 && ::grantpt(ends_[0]) == 0 && ::unlockpt(ends_[0]) == 0 &&
+            ::ptsname_r(ends_[0], name.data(), name.size()) == 0) {
+            ends_[1] = ::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        }
+        termios settings{};
+        const winsize window{.ws_row = size.rows, .ws_col = size.columns, .ws_xpixel = 0, .ws_ypixel = 0};
+        if (::tcgetattr(ends_[1], &settings) != 0 || ::ioctl(ends_[1], TIOCSWINSZ, &window) != 0) {
+            closeReading();
+            closeWriting();
+            throw std::runtime_error("no terminal");
+        }
+        ::cfmakeraw(&settings);
+        ::tcsetattr(ends_[1], TCSANOW, &settings);
     }
     ~Pipe() {
         closeReading();
@@ -52,10 +78,12 @@ private:
     std::array<int, 2> ends_{-1, -1};
 };
 
-/// A program that runs, its standard input, output and error at pipes. Ended when destroyed.
+/// A program that runs, its standard input, output and error at pipes, or its output at a terminal. Ended when
+/// destroyed.
 class Process {
 public:
-    explicit Process(std::vector<std::string> arguments) {
+    explicit Process(std::vector<std::string> arguments, std::optional<TerminalSize> terminal = std::nullopt)
+        : output_(terminal ? Pipe(*terminal) : Pipe()) {
         std::signal(SIGPIPE, SIG_IGN);
         std::vector<char*> raw;
         for (auto& argument : arguments) {

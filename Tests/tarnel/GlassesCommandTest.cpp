@@ -94,12 +94,29 @@ TEST(GlassesCommand, wantsToKnowOnWhichAir) {
 }
 
 TEST(GlassesCommand, refusesOutputsThatMeet) {
-    EXPECT_EQ(runTarnel({"glasses", "--air", "--show", "--json"}).status, usage);
+    const auto displayAndJSON = runTarnel({"glasses", "--air", "--show", "--json"});
+    EXPECT_EQ(displayAndJSON.status, usage);
+    EXPECT_THAT(displayAndJSON.error, HasSubstr("give --show or --json"));
     EXPECT_EQ(runTarnel({"glasses", "--air", "--frame", "-"}).status, usage);
     EXPECT_EQ(runTarnel({"glasses", "--air", "--trace", "-"}).status, usage);
     EXPECT_EQ(runTarnel({"glasses", "--air", "--frame", "same.png", "--trace", "same.png"}).status, usage);
     EXPECT_EQ(runTarnel({"glasses", "--air", "--protocol", "3"}).status, usage);
     EXPECT_EQ(runTarnel({"glasses", "--air", "--battery", "101"}).status, usage);
+}
+
+TEST(GlassesCommand, drawsInNothingButATerminal) {
+    const BluetoothMachine withoutDaemon;
+    const TemporaryFolder folder;
+    const std::string intoFile = "exec \"$0\" glasses --air --show > '" + (folder / "out") + "'";
+    for (const auto& result :
+         {runTarnel({"glasses", "--air", "--show"}), runTarnel({"glasses", "--air", "--show", "--frame", folder / "f"}),
+          runCommand({"/bin/sh", "-c", intoFile, TARNEL_COMMAND}),
+          runCommand({"/bin/sh", "-c", "exec \"$0\" glasses --air --show >&-", TARNEL_COMMAND})}) {
+        EXPECT_EQ(result.status, usage);
+        EXPECT_EQ(result.output, "");
+        EXPECT_THAT(result.error, AllOf(HasSubstr("--show"), HasSubstr("terminal"), HasSubstr("--frame")));
+    }
+    EXPECT_EQ(readText(folder / "out"), "");
 }
 
 TEST(GlassesCommand, saysWhatKeepsThemOffTheAirAndWhatToDo) {
@@ -417,33 +434,39 @@ TEST(GlassesCommand, nothingFromTheAirCanChangeTheTerminal) {
     EXPECT_THAT(await("q "), HasSubstr("switch off"));
 }
 
-TEST(GlassesCommand, theStatusLineIsCutBetweenCharactersAndFitsTheTerminal) {
-    constexpr std::size_t columns = 40;
+/// Of glasses that are shown on a terminal: what their status line says of a phone with a long name.
+std::string statusLineOn(const TerminalSize& terminal) {
     BluetoothMachine machine;
     machine.bluez.addAdapter("hci0");
     machine.bluez.start();
-    ::setenv("COLUMNS", std::to_string(columns).c_str(), 1);
-    Process process({TARNEL_COMMAND, "glasses", "--air", "--show"});
-    ::unsetenv("COLUMNS");
-    ASSERT_TRUE(RunningGlasses::eventually([&] { return machine.bluez.advertisement().has_value(); }));
+    Process process({TARNEL_COMMAND, "glasses", "--air", "--show"}, terminal);
+    EXPECT_TRUE(RunningGlasses::eventually([&] { return machine.bluez.advertisement().has_value(); }));
     machine.connectPhone({.address = phoneAddress, .name = "äöü眼鏡眼鏡眼鏡眼鏡"});
-    std::string said;
     while (const auto line = process.readLine(patience)) {
         if (const auto at = line->find("connected: "); at != std::string::npos) {
-            said = line->substr(at, line->find("\x1b[K", at) - at);
-            break;
+            return line->substr(at, line->find("\x1b[K", at) - at);
         }
         process.writeLine("t");
     }
+    return "(nothing)";
+}
+
+TEST(GlassesCommand, theStatusLineIsCutBetweenCharactersAndFitsTheTerminal) {
     // 30 columns before the name, 3 for its first letters; 3 of the wide characters fit into the rest.
-    EXPECT_EQ(said, "connected: 00:AA:01:00:00:77 (äöü眼鏡眼");
+    EXPECT_EQ(statusLineOn({.columns = 40}), "connected: 00:AA:01:00:00:77 (äöü眼鏡眼");
+    ::setenv("COLUMNS", "38", 1);
+    EXPECT_EQ(statusLineOn({.columns = 40}), "connected: 00:AA:01:00:00:77 (äöü眼鏡眼");
+    EXPECT_EQ(statusLineOn({.columns = 0, .rows = 0}), "connected: 00:AA:01:00:00:77 (äöü眼鏡");
+    ::unsetenv("COLUMNS");
 }
 
 TEST(GlassesCommand, leavesTheAdapterAsItWasWhenItsFirstOutputFails) {
     BluetoothMachine machine;
     machine.bluez.addAdapter("hci0");
     machine.bluez.start();
-    const auto result = runCommand({"/bin/sh", "-c", "exec \"$0\" glasses --air --show > /dev/full", TARNEL_COMMAND});
+    const TemporaryFolder folder;
+    const auto result = runCommand({"/bin/sh", "-c", "exec \"$0\" glasses --air --json --frame \"$1\" > /dev/full",
+                                    TARNEL_COMMAND, folder / "frame.png"});
     EXPECT_EQ(result.status, failed);
     EXPECT_THAT(result.error, AllOf(StartsWith("tarnel: "), HasSubstr("output")));
     EXPECT_EQ(machine.bluez.alias(), "machine");

@@ -27,6 +27,7 @@ QString lineOf(const glasses::ReceivedMessage& message) {
 MessageList::MessageList(std::shared_ptr<glasses::SimulatedGlasses> glasses, QWidget* parent)
     : QPlainTextEdit(parent), glasses_(std::move(glasses)) {
     setReadOnly(true);
+    setLayoutDirection(Qt::LeftToRight); // in which messages are written
     setLineWrapMode(QPlainTextEdit::NoWrap);
     setMaximumBlockCount(mostLines);
     setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));

@@ -284,9 +284,9 @@ void QtGlassesWindow::askForFile() {
             statusBar()->showMessage(QStringLiteral("Saved %1").arg(file), 5000);
             return;
         }
-        auto* const box = new QMessageBox(QMessageBox::Warning, windowTitle(),
-                                          QStringLiteral("The frame could not be saved as %1: %2").arg(file, error),
-                                          QMessageBox::Ok, this);
+        auto* const box = new QMessageBox(QMessageBox::Warning, windowTitle(), QString(), QMessageBox::Ok, this);
+        box->setTextFormat(Qt::PlainText); // a name may look like markup
+        box->setText(QStringLiteral("The frame could not be saved as %1: %2").arg(file, error));
         box->setAttribute(Qt::WA_DeleteOnClose);
         box->open();
     });

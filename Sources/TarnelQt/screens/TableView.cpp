@@ -37,6 +37,12 @@ QString textOf(const std::string& text) {
     return QString::fromStdString(text.substr(0, longestText * 4)).left(longestText).simplified();
 }
 
+/// On one line, letter by letter: Qt would take a tip in which it sees markup for rich text, and read the files that it
+/// names.
+QString toolTipOf(const QString& text) {
+    return text.isEmpty() ? QString() : QStringLiteral("<p style='white-space:pre'>%1</p>").arg(text.toHtmlEscaped());
+}
+
 bool isHeader(const QModelIndex& index) {
     return index.data(rowRole).toInt() == headerRow;
 }
@@ -187,7 +193,7 @@ void TableView::fill(QListWidgetItem& item, const Entry& entry) {
     const bool isHeader = entry.row == headerRow;
     item.setFlags(isHeader ? Qt::NoItemFlags : Qt::ItemIsEnabled | Qt::ItemIsSelectable);
     item.setText(entry.text);
-    item.setToolTip(isHeader ? QString() : entry.text);
+    item.setToolTip(isHeader ? QString() : toolTipOf(entry.text));
     item.setData(sectionRole, entry.section);
     item.setData(rowRole, entry.row);
     item.setData(keyRole, entry.key);
