@@ -1,6 +1,5 @@
 #include "Host.hpp"
 
-#include <TarnelLinux/BlueZBluetooth.hpp>
 #include <TarnelSDK/platform/Platform.hpp>
 
 #include <cstdlib>
@@ -17,10 +16,11 @@ constexpr const char* configuration = "/run/radio/configuration";
 
 } // namespace
 
-Host::Host(const std::optional<std::string>& adapter) {
+Host::Host(const std::optional<std::string>& adapter)
+    : bluetooth_(std::make_shared<BlueZBluetooth>(BlueZOptions{.adapter = adapter})) {
     ::setenv("XDG_CONFIG_HOME", configuration, 1);
-    platform_ = std::make_unique<LinuxPlatform>(LinuxPlatformOptions{
-        .identifier = identifier, .bluetooth = std::make_shared<BlueZBluetooth>(BlueZOptions{.adapter = adapter})});
+    platform_ =
+        std::make_unique<LinuxPlatform>(LinuxPlatformOptions{.identifier = identifier, .bluetooth = bluetooth_});
     manager();
     observe(Bluetooth::peerRemovedPairingInfo);
 }
@@ -32,6 +32,11 @@ Host::~Host() {
         record_->found.clear();
     }
     platform_.reset();
+}
+
+ancs::NotificationProvider& Host::shareNotifications() {
+    bluetooth_->shareNotifications(platform_->notificationProvider());
+    return *platform_->notificationProvider();
 }
 
 void Host::eraseSettings() {
@@ -75,18 +80,19 @@ std::vector<platform::PeripheralPointer> Host::found() const {
 }
 
 bool Host::scan(std::size_t count) {
-    if (!await([this] { return manager().isReady.value(); })) {
+    // Of the two, which come one after the other, a scan needs both.
+    if (!await([this] { return manager().isReady.value() && manager().isBluetoothEnabled.value(); })) {
         return false;
     }
     {
         const std::lock_guard lock(record_->mutex);
         record_->found.clear();
     }
-    manager().startScan([record = record_](const platform::PeripheralPointer& peripheral) {
+    const auto result = manager().startScan([record = record_](const platform::PeripheralPointer& peripheral) {
         const std::lock_guard lock(record->mutex);
         record->found.push_back(peripheral);
     });
-    return await([&] { return found().size() >= count; });
+    return result == BluetoothScanResult::SUCCESS && await([&] { return found().size() >= count; });
 }
 
 bool Host::link() {

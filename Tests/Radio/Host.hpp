@@ -1,6 +1,8 @@
 #pragma once
 
+#include <TarnelLinux/BlueZBluetooth.hpp>
 #include <TarnelLinux/LinuxPlatform.hpp>
+#include <TarnelSDK/ancs/NotificationProvider.hpp>
 #include <TarnelSDK/manager/TarnelManager.hpp>
 
 #include <chrono>
@@ -44,6 +46,9 @@ public:
     int count(const std::string& notification) const;
     void observe(const std::string& notification);
 
+    /// Lets glasses read what is added here, from now on.
+    ancs::NotificationProvider& shareNotifications();
+
     /// Forgets what an earlier application stored.
     static void eraseSettings();
 
@@ -54,6 +59,7 @@ private:
         std::vector<platform::PeripheralPointer> found;
     };
 
+    const std::shared_ptr<BlueZBluetooth> bluetooth_;
     std::unique_ptr<LinuxPlatform> platform_;
     const std::shared_ptr<Record> record_ = std::make_shared<Record>();
     std::vector<platform::Observation> observations_;

@@ -94,12 +94,13 @@ void Process::end(int signal) {
     }
 }
 
-std::optional<std::string> Process::ask(const std::string& line, std::chrono::milliseconds patience) {
+bool Process::tell(const std::string& line) {
     const std::string text = line + "\n";
-    if (in_ < 0 || ::write(in_, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        return std::nullopt;
-    }
-    return readLine(patience);
+    return in_ >= 0 && ::write(in_, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+std::optional<std::string> Process::ask(const std::string& line, std::chrono::milliseconds patience) {
+    return tell(line) ? readLine(patience) : std::nullopt;
 }
 
 std::optional<std::string> Process::readLine(std::chrono::milliseconds patience) {

@@ -28,6 +28,8 @@ public:
     /// Sends the signal and waits for the end; after ten seconds it is killed.
     void end(int signal = SIGTERM);
 
+    /// Whether the line could be written.
+    bool tell(const std::string& line);
     /// Writes a line and gives the line that answers it; nothing within the time, or at the end of the process.
     std::optional<std::string> ask(const std::string& line,
                                    std::chrono::milliseconds patience = std::chrono::seconds(20));
