@@ -3,13 +3,16 @@
 #include "PrivateBus.hpp"
 
 #include <TarnelLinux/LinuxPlatform.hpp>
+#include <TarnelLinux/desktop/NotificationDaemon.hpp>
 #include <TarnelSDK/platform/Platform.hpp>
 
 #include <gmock/gmock.h>
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -37,32 +40,41 @@ constexpr std::uint32_t withdrawn = 3;
 constexpr std::uint8_t lowUrgency = 0;
 constexpr std::uint8_t normalUrgency = 1;
 
-/// Keeps a record of what the user sees. Any thread.
-class Audience final : public NotificationAudience {
+/// What happens, in its order. Any thread.
+class Record {
 public:
-    void shown(const platform::UserNotificationRequest& request, bool isQuiet) override {
-        record((isQuiet ? "quiet " : "shown ") + request.identifier);
-    }
-    void gone(const std::string& identifier) override { record("gone " + identifier); }
-
-    std::vector<std::string> news(std::size_t count) {
-        std::unique_lock lock(mutex_);
-        changed_.wait_for(lock, 30s, [&] { return news_.size() >= count; });
-        return news_;
-    }
-
-private:
-    void record(const std::string& news) {
+    void add(const std::string& news) {
         {
             const std::lock_guard lock(mutex_);
             news_.push_back(news);
         }
         changed_.notify_all();
     }
+    /// Waits for this many, half a minute at most.
+    std::vector<std::string> await(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, 30s, [&] { return news_.size() >= count; });
+        return news_;
+    }
 
+private:
     std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<std::string> news_;
+};
+
+/// Keeps a record of what the user sees. Any thread.
+class Audience final : public NotificationAudience {
+public:
+    void shown(const platform::UserNotificationRequest& request, bool isQuiet) override {
+        record_.add((isQuiet ? "quiet " : "shown ") + request.identifier);
+    }
+    void gone(const std::string& identifier) override { record_.add("gone " + identifier); }
+
+    std::vector<std::string> news(std::size_t count) { return record_.await(count); }
+
+private:
+    Record record_;
 };
 
 class DesktopUserNotificationsTest : public ::testing::Test {
@@ -264,6 +276,89 @@ TEST_F(DesktopUserNotificationsTest, GoOnOverABusThatWasRestarted) {
     application.add("b");
     EXPECT_THAT(application.completions(3).back(), noError);
     EXPECT_EQ(desktop.notifications().back().summary, "Title");
+}
+
+/// Has everything shown, and keeps a record of what is on its way to the desktop.
+class Presenter final : public platform::UserNotificationDelegate {
+public:
+    void willPresent(const platform::UserNotificationRequest& request,
+                     const std::function<void(PresentationOptions)>& completionHandler) override {
+        completionHandler(PresentationOptions::banner | PresentationOptions::list);
+        presented.add(request.identifier);
+    }
+    void didReceive(const platform::NotificationResponse&, const std::function<void()>&) override {}
+
+    Record presented;
+};
+
+TEST_F(DesktopUserNotificationsTest, ThatWaitWhenTheBusEndsFailOnceAndInOrder) {
+    const auto presenter = std::make_shared<Presenter>();
+    const auto record = std::make_shared<Record>();
+    std::size_t added = 0;
+    const auto add = [&](const std::string& body) {
+        application.notifications->add(
+            {.identifier = "progress", .content = {.title = "Download", .body = body, .categoryIdentifier = ""}},
+            [record, body](const std::optional<std::string>& error) {
+                record->add(body + (error ? " fails" : " is shown"));
+            });
+        presenter->presented.await(++added);
+    };
+    application.comeToFront(PresentationOptions::none);
+    application.notifications->setDelegate(presenter);
+    desktop.hold("GetCapabilities");
+    add("1");
+    add("2");
+    add("3");
+    add("4");
+    while (desktop.calls("GetCapabilities") == 0) {
+        std::this_thread::yield();
+    }
+    bus.stop();
+    EXPECT_THAT(record->await(4), ElementsAre("1 fails", "2 fails", "3 fails", "4 fails"));
+    desktop.crash();
+    bus.start();
+    test::FakeDesktop next(bus.address());
+    next.start();
+    add("5");
+    EXPECT_THAT(record->await(5), ElementsAre("1 fails", "2 fails", "3 fails", "4 fails", "5 is shown"));
+    EXPECT_THAT(next.notifications(), SizeIs(1));
+}
+
+/// Hears nothing of what becomes of notifications that are shown.
+class NoListener final : public desktop::NotificationDaemon::Listener {
+public:
+    void invoked(std::uint32_t, const std::string&) override {}
+    void closed(std::uint32_t, desktop::NotificationDaemon::ClosedReason) override {}
+    void gone() override {}
+};
+
+TEST_F(DesktopUserNotificationsTest, ThatFollowOnesWhichABusTakesWithItFailAsTheseDo) {
+    for (const std::string method : {"GetCapabilities", "Notify"}) {
+        test::PrivateBus brief;
+        test::FakeDesktop slow(brief.address());
+        slow.hold(method);
+        slow.start();
+        const auto record = std::make_shared<Record>();
+        bluez::EventLoop loop;
+        NoListener listener;
+        desktop::NotificationDaemon daemon(loop, {.busAddress = brief.address(), .patience = 30s}, listener);
+        int left = 4; // of the loop's thread
+        std::function<void()> sendNext = [&] {
+            if (left-- > 0) {
+                daemon.notify({}, [&, record](const desktop::NotificationDaemon::Result& result) {
+                    sendNext();
+                    record->add(result.error.value_or("shown"));
+                });
+            }
+        };
+        loop.post(sendNext);
+        while (slow.calls(method) == 0) {
+            std::this_thread::yield();
+        }
+        brief.stop();
+        EXPECT_THAT(record->await(4), AllOf(SizeIs(4), Each(HasSubstr("does not answer")))) << method;
+        loop.end();
+    }
 }
 
 TEST_F(DesktopUserNotificationsTest, ThatAreRefusedTellWhy) {

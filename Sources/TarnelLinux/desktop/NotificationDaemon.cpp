@@ -58,12 +58,15 @@ void NotificationDaemon::notify(DesktopNotification notification, Done done) {
     if (connection_) {
         return sendWaiting();
     }
-    if (!std::exchange(isConnecting_, true)) {
+    if (!isLosing_ && !std::exchange(isConnecting_, true)) {
         connect();
     }
 }
 
 void NotificationDaemon::sendWaiting() {
+    if (!connection_) {
+        return;
+    }
     if (!capabilities_) {
         if (!isAsking_ && !waiting_.empty()) {
             askCapabilities();
@@ -160,10 +163,15 @@ void NotificationDaemon::lost() {
     ++connections_;
     capabilities_.reset();
     const sdbus::Error disconnected("org.freedesktop.DBus.Error.NoReply", "the session bus is gone");
+    isLosing_ = true;
     for (const auto& [number, answered] : std::exchange(calls_, {})) {
         answered(nullptr, &disconnected);
     }
-    failWaiting(reasonOf(disconnected));
+    // Whoever is told may have had more to send.
+    while (!waiting_.empty()) {
+        failWaiting(reasonOf(disconnected));
+    }
+    isLosing_ = false;
 }
 
 void NotificationDaemon::later(std::function<void()> task) {
@@ -297,9 +305,7 @@ void NotificationDaemon::send(const DesktopNotification& notification, Done done
     call("Notify", fill, [this, done = std::move(done)](sdbus::MethodReply* reply, const sdbus::Error* error) {
         --underWay_;
         done(resultOf(reply, error));
-        if (connection_) {
-            sendWaiting();
-        }
+        sendWaiting();
     });
 }
 

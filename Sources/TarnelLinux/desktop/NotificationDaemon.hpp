@@ -69,7 +69,8 @@ public:
     NotificationDaemon(const NotificationDaemon&) = delete;
     NotificationDaemon& operator=(const NotificationDaemon&) = delete;
 
-    /// `done` is called later, in any case.
+    /// `done` is called later, in any case; what is not shown when the bus goes fails, and so does what is added while
+    /// that is told.
     void notify(DesktopNotification notification, Done done);
     /// Takes it off the desktop.
     void close(std::uint32_t id);
@@ -102,6 +103,7 @@ private:
     std::unique_ptr<sdbus::IConnection> connection_;
     bool isConnecting_ = false;
     bool isSilent_ = false;         ///< the bus that is being connected to
+    bool isLosing_ = false;         ///< what waits is being told that the bus is gone
     std::uint64_t connections_ = 0; ///< tells what came over this connection from what came over one that is gone
     std::vector<sdbus::Slot> matches_;
     std::unique_ptr<sdbus::IProxy> proxy_;
