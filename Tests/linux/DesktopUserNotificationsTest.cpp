@@ -1,6 +1,7 @@
 #include "FakeDesktop.hpp"
 #include "NotifyingApplication.hpp"
 #include "PrivateBus.hpp"
+#include "Token.hpp"
 
 #include <TarnelLinux/LinuxPlatform.hpp>
 #include <TarnelLinux/desktop/NotificationDaemon.hpp>
@@ -11,6 +12,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <future>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -452,6 +454,134 @@ TEST_F(DesktopUserNotificationsTest, MayEndAtAnyMoment) {
     application.notifications->add({.identifier = "late", .content = {}, .delay = 1ms}, nullptr);
     application.notifications = nullptr;
     SUCCEED();
+}
+
+/// Notifications whose last owner is called on the desktop's thread, and lets go of them there.
+class EndingWithin {
+public:
+    EndingWithin(NotifyingApplication& application, const std::string& busAddress, bool whenConnected = false)
+        : queue_(application.queue),
+          held_(std::make_shared<std::shared_ptr<DesktopUserNotifications>>(
+              DesktopUserNotifications::make(application.queue, application.application,
+                                             {.busAddress = busAddress,
+                                              .connected =
+                                                  [this, whenConnected, token = token_.take()](const std::string&) {
+                                                      if (whenConnected) {
+                                                          mayEnd.get_future().wait();
+                                                          end();
+                                                      }
+                                                  }}))),
+          notifications_(**held_) {
+        notifications_.setDelegate(presenter_);
+        application.application->setState(platform::ApplicationState::active);
+    }
+
+    void setAudience(const std::weak_ptr<NotificationAudience>& audience) { notifications_.setAudience(audience); }
+    /// They end when they know what has become of one. It may be called while they are there.
+    void add(const std::string& name) {
+        notifications_.add({.identifier = name, .content = {.title = name, .body = "", .categoryIdentifier = ""}},
+                           [this, name](const std::optional<std::string>& error) {
+                               told.add(name + (error ? " fails" : " is shown"));
+                               end();
+                           });
+        presenter_->presented.await(++added_);
+        queue_->sync([] {}); // holds them while it hands over
+    }
+    void end() {
+        const auto watch = token_.watch();
+        held_->reset();
+        told.add(watch.expired() ? "gone at once" : "there until all is done");
+    }
+    bool awaitEnd() const { return token_.awaitEnd(); }
+
+    Record told;
+    std::promise<void> mayEnd; ///< when they are connected
+
+private:
+    const std::shared_ptr<platform::Queue> queue_;
+    test::Token token_;
+    const std::shared_ptr<Presenter> presenter_ = std::make_shared<Presenter>();
+    const std::shared_ptr<std::shared_ptr<DesktopUserNotifications>> held_;
+    DesktopUserNotifications& notifications_;
+    std::size_t added_ = 0;
+};
+
+TEST_F(DesktopUserNotificationsTest, MayEndWithinTheCompletionOfOneThatIsShown) {
+    desktop.hold("Notify");
+    EndingWithin ending(application, bus.address());
+    ending.add("a");
+    ending.add("b");
+    ending.add("a");
+    while (desktop.calls("Notify") < 2) {
+        std::this_thread::yield();
+    }
+    desktop.takeHeld();
+    EXPECT_TRUE(ending.awaitEnd());
+    EXPECT_THAT(ending.told.await(2), ElementsAre("a is shown", "there until all is done"));
+}
+
+TEST_F(DesktopUserNotificationsTest, MayEndWithinTheCompletionOfOneThatFailsWithTheBus) {
+    for (const std::string method : {"GetCapabilities", "Notify"}) {
+        test::PrivateBus brief;
+        test::FakeDesktop slow(brief.address());
+        slow.hold(method);
+        slow.start();
+        EndingWithin ending(application, brief.address());
+        ending.add("a");
+        ending.add("b");
+        ending.add("a");
+        while (slow.calls(method) == 0) {
+            std::this_thread::yield();
+        }
+        brief.stop();
+        EXPECT_TRUE(ending.awaitEnd());
+        EXPECT_THAT(ending.told.await(2), ElementsAre("a fails", "there until all is done")) << method;
+    }
+}
+
+TEST_F(DesktopUserNotificationsTest, MayEndWhenTheyAreConnected) {
+    EndingWithin ending(application, bus.address(), true);
+    ending.add("a");
+    ending.mayEnd.set_value();
+    EXPECT_TRUE(ending.awaitEnd());
+    EXPECT_THAT(ending.told.await(1), ElementsAre("there until all is done"));
+    EXPECT_EQ(desktop.calls("GetCapabilities"), 0);
+}
+
+TEST_F(DesktopUserNotificationsTest, MayEndWhenTheirAudienceIsTold) {
+    class Ender final : public NotificationAudience {
+    public:
+        explicit Ender(EndingWithin& ending) : ending_(ending) {}
+        void shown(const platform::UserNotificationRequest&, bool) override { ending_.end(); }
+        void gone(const std::string& identifier) override { ending_.told.add(identifier + " is gone"); }
+
+    private:
+        EndingWithin& ending_;
+    };
+    desktop.hold("Notify");
+    EndingWithin ending(application, bus.address());
+    const auto ender = std::make_shared<Ender>(ending);
+    ending.setAudience(ender);
+    ending.add("a");
+    ending.add("a");
+    while (desktop.calls("Notify") == 0) {
+        std::this_thread::yield();
+    }
+    desktop.takeHeld();
+    EXPECT_TRUE(ending.awaitEnd());
+    EXPECT_THAT(ending.told.await(1), ElementsAre("there until all is done"));
+    EXPECT_EQ(desktop.calls("Notify"), 1) << "what follows is dropped";
+}
+
+TEST(DesktopUserNotificationsWithoutADesktop, MayEndWithinTheCompletionOfOneThatCannotBeShown) {
+    const test::PrivateBus bus;
+    for (const std::string& address : {bus.address(), std::string("unix:path=/nonexistent/bus")}) {
+        NotifyingApplication application({.busAddress = bus.address()});
+        EndingWithin ending(application, address);
+        ending.add("a");
+        EXPECT_TRUE(ending.awaitEnd());
+        EXPECT_THAT(ending.told.await(2), ElementsAre("a fails", "there until all is done")) << address;
+    }
 }
 
 TEST(DesktopUserNotificationsWithoutADesktop, TellThatNoServiceRuns) {

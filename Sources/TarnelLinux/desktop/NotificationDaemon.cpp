@@ -50,7 +50,14 @@ NotificationDaemon::Result resultOf(sdbus::MethodReply* reply, const sdbus::Erro
 NotificationDaemon::NotificationDaemon(bluez::EventLoop& loop, Options options, Listener& listener)
     : loop_(loop), options_(std::move(options)), listener_(listener) {}
 
+NotificationDaemon::~NotificationDaemon() {
+    loop_.setSource({});
+}
+
 void NotificationDaemon::notify(DesktopNotification notification, Done done) {
+    if (loop_.hasEnded()) {
+        return;
+    }
     if (isSilent_) {
         return loop_.post([done = std::move(done)] { done(failed(silentBus)); });
     }
@@ -64,7 +71,7 @@ void NotificationDaemon::notify(DesktopNotification notification, Done done) {
 }
 
 void NotificationDaemon::sendWaiting() {
-    if (!connection_) {
+    if (!connection_ || loop_.hasEnded()) {
         return;
     }
     if (!capabilities_) {
@@ -146,13 +153,17 @@ void NotificationDaemon::dispatch() {
         }
     } catch (const sdbus::Error&) {
         lost();
-        listener_.gone();
+        if (!loop_.hasEnded()) {
+            listener_.gone();
+        }
     }
 }
 
 void NotificationDaemon::failWaiting(const std::string& error) {
     for (const auto& [notification, done] : std::exchange(waiting_, {})) {
-        done(failed(error));
+        if (!loop_.hasEnded()) {
+            done(failed(error));
+        }
     }
 }
 
@@ -165,7 +176,9 @@ void NotificationDaemon::lost() {
     const sdbus::Error disconnected("org.freedesktop.DBus.Error.NoReply", "the session bus is gone");
     isLosing_ = true;
     for (const auto& [number, answered] : std::exchange(calls_, {})) {
-        answered(nullptr, &disconnected);
+        if (!loop_.hasEnded()) {
+            answered(nullptr, &disconnected);
+        }
     }
     // Whoever is told may have had more to send.
     while (!waiting_.empty()) {

@@ -64,13 +64,15 @@ public:
         std::function<void(const std::string& busName)> connected = nullptr;
     };
 
-    /// The loop and the listener outlive it, and the loop has ended before it goes.
+    /// The loop and the listener outlive it, and the loop has ended before it goes. Whatever it calls may end the loop,
+    /// which keeps this until then, and is the last to be called.
     NotificationDaemon(bluez::EventLoop& loop, Options options, Listener& listener);
+    ~NotificationDaemon();
     NotificationDaemon(const NotificationDaemon&) = delete;
     NotificationDaemon& operator=(const NotificationDaemon&) = delete;
 
-    /// `done` is called later, in any case; what is not shown when the bus goes fails, and so does what is added while
-    /// that is told.
+    /// `done` is called later, unless the loop ends; what is not shown when the bus goes fails, and so does what is
+    /// added while that is told.
     void notify(DesktopNotification notification, Done done);
     /// Takes it off the desktop.
     void close(std::uint32_t id);
