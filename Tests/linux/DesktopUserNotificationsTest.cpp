@@ -530,7 +530,7 @@ TEST_F(DesktopUserNotificationsTest, MayEndWithinTheCompletionOfOneThatFailsWith
         ending.add("a");
         ending.add("b");
         ending.add("a");
-        while (slow.calls(method) == 0) {
+        while (slow.calls(method) < (method == "Notify" ? 2 : 1)) { // what cannot be sent fails before what is
             std::this_thread::yield();
         }
         brief.stop();
