@@ -32,11 +32,12 @@ class DesktopUserNotifications::Desk final : public NotificationDaemon::Listener
 public:
     Desk(NotificationDaemon::Options options, std::weak_ptr<NotificationDelivery> delivery)
         : daemon_(loop_, std::move(options), *this), delivery_(std::move(delivery)) {}
-    ~Desk() override { end(); }
+    ~Desk() override { loop_.end(); }
     Desk(const Desk&) = delete;
     Desk& operator=(const Desk&) = delete;
 
-    void end() { loop_.end(); }
+    /// Nothing is told any more. It lives until the task that called this is done.
+    void end() { loop_.end(shared_from_this()); }
 
     void post(desktop::DesktopNotification notification, UserNotificationRequest request, AddCompletion completion) {
         loop_.post([weak = weak_from_this(), notification = std::move(notification), request = std::move(request),
@@ -131,7 +132,7 @@ private:
                                keep({*result.id, request, isQuiet});
                            }
                            sendNext(request.identifier);
-                           if (completion) {
+                           if (completion && !loop_.hasEnded()) {
                                completion(result.error);
                            }
                        });
@@ -155,8 +156,8 @@ private:
             forget(shown_.front().id);
         }
         shown_.push_back(std::move(shown));
-        if (const auto audience = audience_.lock()) {
-            audience->shown(shown_.back().request, shown_.back().isQuiet);
+        if (const auto told = audience()) {
+            told->shown(shown_.back().request, shown_.back().isQuiet);
         }
     }
     void forget(std::uint32_t id) {
@@ -167,10 +168,12 @@ private:
         }
     }
     void tellGone(const Shown& shown) {
-        if (const auto audience = audience_.lock()) {
-            audience->gone(shown.request.identifier);
+        if (const auto told = audience()) {
+            told->gone(shown.request.identifier);
         }
     }
+    /// Whoever is told may end everything.
+    std::shared_ptr<NotificationAudience> audience() const { return loop_.hasEnded() ? nullptr : audience_.lock(); }
     void respond(std::uint32_t id, NotificationAction action) {
         const auto found = find(id);
         if (found == shown_.end()) {
@@ -178,7 +181,8 @@ private:
         }
         platform::NotificationResponse response{action, found->request};
         forget(id);
-        if (const auto delivery = delivery_.lock()) {
+        const auto delivery = delivery_.lock();
+        if (delivery && !loop_.hasEnded()) {
             delivery->respond(std::move(response));
         }
     }

@@ -51,7 +51,8 @@ public:
     static std::shared_ptr<DesktopUserNotifications> make(std::shared_ptr<platform::Queue> queue,
                                                           std::shared_ptr<platform::Application> application,
                                                           DesktopNotificationOptions options = {});
-    /// Ends the connection. What is not shown yet is dropped, completions included.
+    /// Ends the connection. What is not shown yet is dropped, completions included. Any thread, also within a
+    /// completion or what else is called on the desktop's thread: nothing is called any more after that.
     ~DesktopUserNotifications() override;
     DesktopUserNotifications(const DesktopUserNotifications&) = delete;
     DesktopUserNotifications& operator=(const DesktopUserNotifications&) = delete;

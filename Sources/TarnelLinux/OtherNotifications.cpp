@@ -61,7 +61,8 @@ ancs::Notification sharedOf(const WatchedNotification& watched, const platform::
 } // namespace
 
 /// Used on its own thread, save for `leaveOut`.
-class OtherNotifications::Watch final : public NotificationMonitor::Listener {
+class OtherNotifications::Watch final : public NotificationMonitor::Listener,
+                                        public std::enable_shared_from_this<Watch> {
 public:
     Watch(std::shared_ptr<ancs::NotificationProvider> provider, std::shared_ptr<const platform::Clock> clock,
           OtherNotificationsOptions options)
@@ -72,6 +73,9 @@ public:
     ~Watch() override { loop_.end(); }
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
+
+    /// It lives until the task that called this is done.
+    void end() { loop_.end(shared_from_this()); }
 
     void leaveOut(std::string busName) {
         const std::lock_guard lock(mutex_);
@@ -142,9 +146,11 @@ private:
 OtherNotifications::OtherNotifications(std::shared_ptr<ancs::NotificationProvider> provider,
                                        std::shared_ptr<const platform::Clock> clock, OtherNotificationsOptions options)
     : watch_((precondition(provider && clock, "shared notifications have all that they are of"),
-              std::make_unique<Watch>(std::move(provider), std::move(clock), std::move(options)))) {}
+              std::make_shared<Watch>(std::move(provider), std::move(clock), std::move(options)))) {}
 
-OtherNotifications::~OtherNotifications() = default;
+OtherNotifications::~OtherNotifications() {
+    watch_->end();
+}
 
 void OtherNotifications::leaveOut(std::string busName) {
     watch_->leaveOut(std::move(busName));

@@ -35,7 +35,7 @@ public:
 
     OtherNotifications(std::shared_ptr<ancs::NotificationProvider> provider,
                        std::shared_ptr<const platform::Clock> clock, OtherNotificationsOptions options = {});
-    /// What is shared stays shared; no more is.
+    /// What is shared stays shared; no more is. Any thread, also within `ended`.
     ~OtherNotifications();
     OtherNotifications(const OtherNotifications&) = delete;
     OtherNotifications& operator=(const OtherNotifications&) = delete;
@@ -46,7 +46,7 @@ public:
 
 private:
     class Watch;
-    const std::unique_ptr<Watch> watch_;
+    const std::shared_ptr<Watch> watch_;
 };
 
 } // namespace tarnel

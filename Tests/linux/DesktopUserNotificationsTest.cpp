@@ -1,15 +1,20 @@
 #include "FakeDesktop.hpp"
 #include "NotifyingApplication.hpp"
 #include "PrivateBus.hpp"
+#include "Token.hpp"
 
 #include <TarnelLinux/LinuxPlatform.hpp>
+#include <TarnelLinux/desktop/NotificationDaemon.hpp>
 #include <TarnelSDK/platform/Platform.hpp>
 
 #include <gmock/gmock.h>
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
+#include <future>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -37,32 +42,41 @@ constexpr std::uint32_t withdrawn = 3;
 constexpr std::uint8_t lowUrgency = 0;
 constexpr std::uint8_t normalUrgency = 1;
 
-/// Keeps a record of what the user sees. Any thread.
-class Audience final : public NotificationAudience {
+/// What happens, in its order. Any thread.
+class Record {
 public:
-    void shown(const platform::UserNotificationRequest& request, bool isQuiet) override {
-        record((isQuiet ? "quiet " : "shown ") + request.identifier);
-    }
-    void gone(const std::string& identifier) override { record("gone " + identifier); }
-
-    std::vector<std::string> news(std::size_t count) {
-        std::unique_lock lock(mutex_);
-        changed_.wait_for(lock, 30s, [&] { return news_.size() >= count; });
-        return news_;
-    }
-
-private:
-    void record(const std::string& news) {
+    void add(const std::string& news) {
         {
             const std::lock_guard lock(mutex_);
             news_.push_back(news);
         }
         changed_.notify_all();
     }
+    /// Waits for this many, half a minute at most.
+    std::vector<std::string> await(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, 30s, [&] { return news_.size() >= count; });
+        return news_;
+    }
 
+private:
     std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<std::string> news_;
+};
+
+/// Keeps a record of what the user sees. Any thread.
+class Audience final : public NotificationAudience {
+public:
+    void shown(const platform::UserNotificationRequest& request, bool isQuiet) override {
+        record_.add((isQuiet ? "quiet " : "shown ") + request.identifier);
+    }
+    void gone(const std::string& identifier) override { record_.add("gone " + identifier); }
+
+    std::vector<std::string> news(std::size_t count) { return record_.await(count); }
+
+private:
+    Record record_;
 };
 
 class DesktopUserNotificationsTest : public ::testing::Test {
@@ -266,6 +280,89 @@ TEST_F(DesktopUserNotificationsTest, GoOnOverABusThatWasRestarted) {
     EXPECT_EQ(desktop.notifications().back().summary, "Title");
 }
 
+/// Has everything shown, and keeps a record of what is on its way to the desktop.
+class Presenter final : public platform::UserNotificationDelegate {
+public:
+    void willPresent(const platform::UserNotificationRequest& request,
+                     const std::function<void(PresentationOptions)>& completionHandler) override {
+        completionHandler(PresentationOptions::banner | PresentationOptions::list);
+        presented.add(request.identifier);
+    }
+    void didReceive(const platform::NotificationResponse&, const std::function<void()>&) override {}
+
+    Record presented;
+};
+
+TEST_F(DesktopUserNotificationsTest, ThatWaitWhenTheBusEndsFailOnceAndInOrder) {
+    const auto presenter = std::make_shared<Presenter>();
+    const auto record = std::make_shared<Record>();
+    std::size_t added = 0;
+    const auto add = [&](const std::string& body) {
+        application.notifications->add(
+            {.identifier = "progress", .content = {.title = "Download", .body = body, .categoryIdentifier = ""}},
+            [record, body](const std::optional<std::string>& error) {
+                record->add(body + (error ? " fails" : " is shown"));
+            });
+        presenter->presented.await(++added);
+    };
+    application.comeToFront(PresentationOptions::none);
+    application.notifications->setDelegate(presenter);
+    desktop.hold("GetCapabilities");
+    add("1");
+    add("2");
+    add("3");
+    add("4");
+    while (desktop.calls("GetCapabilities") == 0) {
+        std::this_thread::yield();
+    }
+    bus.stop();
+    EXPECT_THAT(record->await(4), ElementsAre("1 fails", "2 fails", "3 fails", "4 fails"));
+    desktop.crash();
+    bus.start();
+    test::FakeDesktop next(bus.address());
+    next.start();
+    add("5");
+    EXPECT_THAT(record->await(5), ElementsAre("1 fails", "2 fails", "3 fails", "4 fails", "5 is shown"));
+    EXPECT_THAT(next.notifications(), SizeIs(1));
+}
+
+/// Hears nothing of what becomes of notifications that are shown.
+class NoListener final : public desktop::NotificationDaemon::Listener {
+public:
+    void invoked(std::uint32_t, const std::string&) override {}
+    void closed(std::uint32_t, desktop::NotificationDaemon::ClosedReason) override {}
+    void gone() override {}
+};
+
+TEST_F(DesktopUserNotificationsTest, ThatFollowOnesWhichABusTakesWithItFailAsTheseDo) {
+    for (const std::string method : {"GetCapabilities", "Notify"}) {
+        test::PrivateBus brief;
+        test::FakeDesktop slow(brief.address());
+        slow.hold(method);
+        slow.start();
+        const auto record = std::make_shared<Record>();
+        bluez::EventLoop loop;
+        NoListener listener;
+        desktop::NotificationDaemon daemon(loop, {.busAddress = brief.address(), .patience = 30s}, listener);
+        int left = 4; // of the loop's thread
+        std::function<void()> sendNext = [&] {
+            if (left-- > 0) {
+                daemon.notify({}, [&, record](const desktop::NotificationDaemon::Result& result) {
+                    sendNext();
+                    record->add(result.error.value_or("shown"));
+                });
+            }
+        };
+        loop.post(sendNext);
+        while (slow.calls(method) == 0) {
+            std::this_thread::yield();
+        }
+        brief.stop();
+        EXPECT_THAT(record->await(4), AllOf(SizeIs(4), Each(HasSubstr("does not answer")))) << method;
+        loop.end();
+    }
+}
+
 TEST_F(DesktopUserNotificationsTest, ThatAreRefusedTellWhy) {
     desktop.refuse("too many");
     application.add("a");
@@ -357,6 +454,134 @@ TEST_F(DesktopUserNotificationsTest, MayEndAtAnyMoment) {
     application.notifications->add({.identifier = "late", .content = {}, .delay = 1ms}, nullptr);
     application.notifications = nullptr;
     SUCCEED();
+}
+
+/// Notifications whose last owner is called on the desktop's thread, and lets go of them there.
+class EndingWithin {
+public:
+    EndingWithin(NotifyingApplication& application, const std::string& busAddress, bool whenConnected = false)
+        : queue_(application.queue),
+          held_(std::make_shared<std::shared_ptr<DesktopUserNotifications>>(
+              DesktopUserNotifications::make(application.queue, application.application,
+                                             {.busAddress = busAddress,
+                                              .connected =
+                                                  [this, whenConnected, token = token_.take()](const std::string&) {
+                                                      if (whenConnected) {
+                                                          mayEnd.get_future().wait();
+                                                          end();
+                                                      }
+                                                  }}))),
+          notifications_(**held_) {
+        notifications_.setDelegate(presenter_);
+        application.application->setState(platform::ApplicationState::active);
+    }
+
+    void setAudience(const std::weak_ptr<NotificationAudience>& audience) { notifications_.setAudience(audience); }
+    /// They end when they know what has become of one. It may be called while they are there.
+    void add(const std::string& name) {
+        notifications_.add({.identifier = name, .content = {.title = name, .body = "", .categoryIdentifier = ""}},
+                           [this, name](const std::optional<std::string>& error) {
+                               told.add(name + (error ? " fails" : " is shown"));
+                               end();
+                           });
+        presenter_->presented.await(++added_);
+        queue_->sync([] {}); // holds them while it hands over
+    }
+    void end() {
+        const auto watch = token_.watch();
+        held_->reset();
+        told.add(watch.expired() ? "gone at once" : "there until all is done");
+    }
+    bool awaitEnd() const { return token_.awaitEnd(); }
+
+    Record told;
+    std::promise<void> mayEnd; ///< when they are connected
+
+private:
+    const std::shared_ptr<platform::Queue> queue_;
+    test::Token token_;
+    const std::shared_ptr<Presenter> presenter_ = std::make_shared<Presenter>();
+    const std::shared_ptr<std::shared_ptr<DesktopUserNotifications>> held_;
+    DesktopUserNotifications& notifications_;
+    std::size_t added_ = 0;
+};
+
+TEST_F(DesktopUserNotificationsTest, MayEndWithinTheCompletionOfOneThatIsShown) {
+    desktop.hold("Notify");
+    EndingWithin ending(application, bus.address());
+    ending.add("a");
+    ending.add("b");
+    ending.add("a");
+    while (desktop.calls("Notify") < 2) {
+        std::this_thread::yield();
+    }
+    desktop.takeHeld();
+    EXPECT_TRUE(ending.awaitEnd());
+    EXPECT_THAT(ending.told.await(2), ElementsAre("a is shown", "there until all is done"));
+}
+
+TEST_F(DesktopUserNotificationsTest, MayEndWithinTheCompletionOfOneThatFailsWithTheBus) {
+    for (const std::string method : {"GetCapabilities", "Notify"}) {
+        test::PrivateBus brief;
+        test::FakeDesktop slow(brief.address());
+        slow.hold(method);
+        slow.start();
+        EndingWithin ending(application, brief.address());
+        ending.add("a");
+        ending.add("b");
+        ending.add("a");
+        while (slow.calls(method) < (method == "Notify" ? 2 : 1)) { // what cannot be sent fails before what is
+            std::this_thread::yield();
+        }
+        brief.stop();
+        EXPECT_TRUE(ending.awaitEnd());
+        EXPECT_THAT(ending.told.await(2), ElementsAre("a fails", "there until all is done")) << method;
+    }
+}
+
+TEST_F(DesktopUserNotificationsTest, MayEndWhenTheyAreConnected) {
+    EndingWithin ending(application, bus.address(), true);
+    ending.add("a");
+    ending.mayEnd.set_value();
+    EXPECT_TRUE(ending.awaitEnd());
+    EXPECT_THAT(ending.told.await(1), ElementsAre("there until all is done"));
+    EXPECT_EQ(desktop.calls("GetCapabilities"), 0);
+}
+
+TEST_F(DesktopUserNotificationsTest, MayEndWhenTheirAudienceIsTold) {
+    class Ender final : public NotificationAudience {
+    public:
+        explicit Ender(EndingWithin& ending) : ending_(ending) {}
+        void shown(const platform::UserNotificationRequest&, bool) override { ending_.end(); }
+        void gone(const std::string& identifier) override { ending_.told.add(identifier + " is gone"); }
+
+    private:
+        EndingWithin& ending_;
+    };
+    desktop.hold("Notify");
+    EndingWithin ending(application, bus.address());
+    const auto ender = std::make_shared<Ender>(ending);
+    ending.setAudience(ender);
+    ending.add("a");
+    ending.add("a");
+    while (desktop.calls("Notify") == 0) {
+        std::this_thread::yield();
+    }
+    desktop.takeHeld();
+    EXPECT_TRUE(ending.awaitEnd());
+    EXPECT_THAT(ending.told.await(1), ElementsAre("there until all is done"));
+    EXPECT_EQ(desktop.calls("Notify"), 1) << "what follows is dropped";
+}
+
+TEST(DesktopUserNotificationsWithoutADesktop, MayEndWithinTheCompletionOfOneThatCannotBeShown) {
+    const test::PrivateBus bus;
+    for (const std::string& address : {bus.address(), std::string("unix:path=/nonexistent/bus")}) {
+        NotifyingApplication application({.busAddress = bus.address()});
+        EndingWithin ending(application, address);
+        ending.add("a");
+        EXPECT_TRUE(ending.awaitEnd());
+        EXPECT_THAT(ending.told.await(2), ElementsAre("a fails", "there until all is done")) << address;
+    }
 }
 
 TEST(DesktopUserNotificationsWithoutADesktop, TellThatNoServiceRuns) {

@@ -2,6 +2,7 @@
 #include "NotifyingApplication.hpp"
 #include "OtherProgram.hpp"
 #include "PrivateBus.hpp"
+#include "Token.hpp"
 
 #include <TarnelLinux/LinuxApplication.hpp>
 #include <TarnelLinux/LinuxPlatform.hpp>
@@ -17,6 +18,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
+#include <functional>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -363,6 +367,42 @@ TEST_F(OtherNotificationsTest, MayEndAtAnyMoment) {
     others.reset();
     program.notify({.summary = "unseen"});
     EXPECT_THAT(titles(*provider), ::testing::Not(Contains("unseen")));
+}
+
+/// What sharing has at hand when it is let go of in the middle of telling its end; true when that is all there until
+/// then, and goes later. `begun` is called once it is under way.
+bool mayEndWithin(const std::string& address, const std::shared_ptr<ancs::NotificationProvider>& provider,
+                  const std::function<void()>& begun) {
+    test::Token token;
+    std::promise<std::unique_ptr<OtherNotifications>> made;
+    const auto held = std::make_shared<std::future<std::unique_ptr<OtherNotifications>>>(made.get_future());
+    const auto isThere = std::make_shared<std::promise<bool>>();
+    auto whole = isThere->get_future();
+    made.set_value(std::make_unique<OtherNotifications>(
+        provider, std::make_shared<SystemClock>(),
+        OtherNotificationsOptions{
+            .busAddress = address,
+            .ended = [held, isThere, watch = token.watch(), token = token.take()](const std::string&) {
+                const auto told = isThere;
+                const auto seen = watch;
+                held->get().reset();
+                told->set_value(!seen.expired());
+            }}));
+    begun();
+    return whole.wait_for(30s) == std::future_status::ready && whole.get() && token.awaitEnd();
+}
+
+TEST_F(OtherNotificationsTest, MayEndWhenTheyAreToldToHaveEnded) {
+    others.reset();
+    EXPECT_TRUE(mayEndWithin("unix:path=/nonexistent/bus", provider, [] {}));
+    const test::PrivateBus refusing(false, false);
+    EXPECT_TRUE(mayEndWithin(refusing.address(), provider, [] {}));
+    EXPECT_TRUE(mayEndWithin(bus.address(), provider, [this] {
+        awaitWatch();
+        program.notify({.summary = "lost"});
+        ASSERT_TRUE(areShared({"lost"}));
+        bus.stop();
+    }));
 }
 
 /// Sharing on a bus, and why it ended.

@@ -2,15 +2,19 @@
 #include <TarnelLinux/bluez/Writer.hpp>
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <array>
 #include <chrono>
+#include <functional>
 #include <future>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace tarnel {
@@ -168,6 +172,91 @@ TEST_F(WriterTest, isClosedInTheMiddleOfAHeadStart) {
     });
     std::this_thread::sleep_for(10ms);
     onLoop([&] { EXPECT_EQ(arrived(), valuesOfASegment); });
+}
+
+/// A promise that this is called, which the caller may go before.
+std::pair<std::function<void()>, std::future<void>> announcement() {
+    const auto promise = std::make_shared<std::promise<void>>();
+    return {[promise] { promise->set_value(); }, promise->get_future()};
+}
+
+TEST(EventLoop, runsNothingMoreOnceATaskHasEndedIt) {
+    for (const std::string from : {"posted", "due", "source", "watched"}) {
+        const auto ended = std::make_shared<int>(0); // of the loop's thread
+        const auto late = std::make_shared<int>(0);
+        auto [over, isOver] = announcement();
+        std::array<int, 4> pipes{};
+        ASSERT_EQ(::pipe(pipes.data()), 0);
+        ASSERT_EQ(::pipe(pipes.data() + 2), 0);
+        auto loop = std::make_unique<EventLoop>();
+        EventLoop& used = *loop;
+        const auto end = [&used, ended, late] {
+            if (std::exchange(*ended, 1) == 0) {
+                EXPECT_FALSE(used.hasEnded());
+                used.end();
+                EXPECT_TRUE(used.hasEnded());
+            } else {
+                ++*late;
+            }
+        };
+        loop->post([&used, from, end, pipes, token = std::shared_ptr<void>(nullptr, [call = over](void*) { call(); })] {
+            // What is kept goes last of all.
+            used.watch(-1, 0, [token](short) {});
+            if (from == "posted") {
+                used.setSource({[] { return EventLoop::Source::Poll{}; }, end});
+                used.post(end);
+                used.after(0ms, end);
+                end();
+            } else if (from == "due") {
+                used.setSource({[] { return EventLoop::Source::Poll{}; }, end});
+                used.after(0ms, end);
+                used.after(0ms, end);
+            } else if (from == "source") {
+                used.setSource({[] { return EventLoop::Source::Poll{}; }, end});
+                used.after(1ms, end);
+            } else {
+                for (const int descriptor : {pipes[1], pipes[3]}) { // may be written to
+                    used.watch(descriptor, POLLOUT, [end](short) { end(); });
+                }
+            }
+        });
+        EXPECT_EQ(isOver.wait_for(30s), std::future_status::ready) << from;
+        loop->end();
+        EXPECT_EQ(*ended, 1) << from;
+        EXPECT_EQ(*late, 0) << from;
+        loop.reset();
+        for (const int descriptor : pipes) {
+            ::close(descriptor);
+        }
+    }
+}
+
+TEST(EventLoop, keepsWhatATaskUsesWhenThatEndsIt) {
+    struct User {
+        explicit User(std::function<void()> whenGone) : gone(std::move(whenGone)) {}
+        ~User() {
+            loop.end();
+            gone();
+        }
+        User(const User&) = delete;
+        User& operator=(const User&) = delete;
+
+        std::function<void()> gone;
+        EventLoop loop;
+    };
+    auto [gone, isGone] = announcement();
+    auto user = std::make_shared<User>(gone);
+    const std::weak_ptr<User> weak = user;
+    const auto wasThere = std::make_shared<std::promise<bool>>();
+    EventLoop& loop = user->loop;
+    loop.post([weak, wasThere, user = std::move(user)]() mutable {
+        auto last = std::exchange(user, nullptr);
+        EventLoop& own = last->loop;
+        own.end(std::exchange(last, nullptr));
+        wasThere->set_value(!weak.expired() && own.hasEnded());
+    });
+    EXPECT_TRUE(wasThere->get_future().get());
+    EXPECT_EQ(isGone.wait_for(30s), std::future_status::ready);
 }
 
 TEST(EventLoop, runsEveryTaskThatIsPostedWhileItFallsAsleep) {

@@ -27,6 +27,7 @@ struct EventLoop::State {
     void run();
     void runPosted();
     void runDue();
+    void dispatch();
     void wait();
     int milliseconds(int least) const;
     void post(Task task);
@@ -34,6 +35,7 @@ struct EventLoop::State {
         const std::uint64_t one = 1;
         [[maybe_unused]] const auto written = ::write(wake, &one, sizeof one);
     }
+    std::vector<std::shared_ptr<const void>> takeKept();
     bool hasEnded() {
         const std::lock_guard lock(mutex);
         return hasEndedNow;
@@ -42,9 +44,10 @@ struct EventLoop::State {
     const int wake;
     std::mutex mutex;
     std::vector<Task> posted;
-    bool isEnding = false;    ///< takes no more tasks
-    bool hasEndedNow = false; ///< runs no more tasks
-    bool isOver = false;      ///< the thread has done all it does
+    bool isEnding = false;                         ///< takes no more tasks
+    bool hasEndedNow = false;                      ///< runs no more tasks
+    bool isOver = false;                           ///< the thread has done all it does
+    std::vector<std::shared_ptr<const void>> kept; ///< until then
     std::condition_variable over;
     std::thread thread; ///< until somebody sees to its end
     std::thread::id id;
@@ -66,9 +69,7 @@ void EventLoop::State::run() {
     while (!hasEnded()) {
         runPosted();
         runDue();
-        if (const auto current = source) {
-            current->dispatch();
-        }
+        dispatch();
         if (!hasEnded()) {
             wait();
         }
@@ -83,11 +84,18 @@ void EventLoop::State::run() {
         dropped = std::exchange(posted, {});
     }
     dropped.clear();
+    while (!takeKept().empty()) {
+    }
     {
         const std::lock_guard lock(mutex);
         isOver = true;
     }
     over.notify_all();
+}
+
+std::vector<std::shared_ptr<const void>> EventLoop::State::takeKept() {
+    const std::lock_guard lock(mutex);
+    return std::exchange(kept, {});
 }
 
 void EventLoop::State::runPosted() {
@@ -108,6 +116,13 @@ void EventLoop::State::runDue() {
     while (!timers.empty() && timers.begin()->first.first <= Clock::now() && !hasEnded()) {
         const auto task = std::move(timers.extract(timers.begin()).mapped());
         task();
+    }
+}
+
+void EventLoop::State::dispatch() {
+    const auto current = source;
+    if (current && !hasEnded()) {
+        current->dispatch();
     }
 }
 
@@ -140,7 +155,7 @@ void EventLoop::State::wait() {
         std::uint64_t count = 0;
         [[maybe_unused]] const auto read = ::read(wake, &count, sizeof count);
     }
-    for (std::size_t i = 2; i < descriptors.size(); ++i) {
+    for (std::size_t i = 2; i < descriptors.size() && !hasEnded(); ++i) {
         const auto found = watched.find(descriptors[i].fd);
         if (descriptors[i].revents != 0 && found != watched.end()) {
             const auto ready = found->second.second;
@@ -159,9 +174,13 @@ EventLoop::~EventLoop() {
     end();
 }
 
-void EventLoop::end() {
-    const auto kept = state_;
-    State& state = *kept;
+bool EventLoop::hasEnded() const {
+    return state_->hasEnded();
+}
+
+void EventLoop::end(std::shared_ptr<const void> kept) {
+    const auto held = state_;
+    State& state = *held;
     std::unique_lock lock(state.mutex);
     const bool isOwnThread = state.id == std::this_thread::get_id();
     const auto stop = [&state] {
@@ -170,6 +189,9 @@ void EventLoop::end() {
     };
     if (isOwnThread) {
         state.hasEndedNow = true;
+        if (kept) {
+            state.kept.push_back(std::move(kept));
+        }
     } else if (!state.isEnding) {
         state.posted.push_back(stop);
     }

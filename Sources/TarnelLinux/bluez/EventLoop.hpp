@@ -37,7 +37,11 @@ public:
     std::function<void(Task)> poster() const;
     /// Runs what has been posted so far, drops all else, and returns when the thread has ended; called on that thread,
     /// at once, and then it ends after the task under way. Any thread, once or more, from several at a time.
-    void end();
+    /// `kept` is what the task under way may use when that is the one to end it: it is let go once the thread has done
+    /// all it does.
+    void end(std::shared_ptr<const void> kept = nullptr);
+    /// Whether no more tasks are run. Any thread.
+    bool hasEnded() const;
 
     // On the loop's thread only.
 

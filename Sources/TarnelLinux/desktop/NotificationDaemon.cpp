@@ -50,7 +50,14 @@ NotificationDaemon::Result resultOf(sdbus::MethodReply* reply, const sdbus::Erro
 NotificationDaemon::NotificationDaemon(bluez::EventLoop& loop, Options options, Listener& listener)
     : loop_(loop), options_(std::move(options)), listener_(listener) {}
 
+NotificationDaemon::~NotificationDaemon() {
+    loop_.setSource({});
+}
+
 void NotificationDaemon::notify(DesktopNotification notification, Done done) {
+    if (loop_.hasEnded()) {
+        return;
+    }
     if (isSilent_) {
         return loop_.post([done = std::move(done)] { done(failed(silentBus)); });
     }
@@ -58,12 +65,15 @@ void NotificationDaemon::notify(DesktopNotification notification, Done done) {
     if (connection_) {
         return sendWaiting();
     }
-    if (!std::exchange(isConnecting_, true)) {
+    if (!isLosing_ && !std::exchange(isConnecting_, true)) {
         connect();
     }
 }
 
 void NotificationDaemon::sendWaiting() {
+    if (!connection_ || loop_.hasEnded()) {
+        return;
+    }
     if (!capabilities_) {
         if (!isAsking_ && !waiting_.empty()) {
             askCapabilities();
@@ -143,13 +153,17 @@ void NotificationDaemon::dispatch() {
         }
     } catch (const sdbus::Error&) {
         lost();
-        listener_.gone();
+        if (!loop_.hasEnded()) {
+            listener_.gone();
+        }
     }
 }
 
 void NotificationDaemon::failWaiting(const std::string& error) {
     for (const auto& [notification, done] : std::exchange(waiting_, {})) {
-        done(failed(error));
+        if (!loop_.hasEnded()) {
+            done(failed(error));
+        }
     }
 }
 
@@ -160,10 +174,17 @@ void NotificationDaemon::lost() {
     ++connections_;
     capabilities_.reset();
     const sdbus::Error disconnected("org.freedesktop.DBus.Error.NoReply", "the session bus is gone");
+    isLosing_ = true;
     for (const auto& [number, answered] : std::exchange(calls_, {})) {
-        answered(nullptr, &disconnected);
+        if (!loop_.hasEnded()) {
+            answered(nullptr, &disconnected);
+        }
     }
-    failWaiting(reasonOf(disconnected));
+    // Whoever is told may have had more to send.
+    while (!waiting_.empty()) {
+        failWaiting(reasonOf(disconnected));
+    }
+    isLosing_ = false;
 }
 
 void NotificationDaemon::later(std::function<void()> task) {
@@ -297,9 +318,7 @@ void NotificationDaemon::send(const DesktopNotification& notification, Done done
     call("Notify", fill, [this, done = std::move(done)](sdbus::MethodReply* reply, const sdbus::Error* error) {
         --underWay_;
         done(resultOf(reply, error));
-        if (connection_) {
-            sendWaiting();
-        }
+        sendWaiting();
     });
 }
 

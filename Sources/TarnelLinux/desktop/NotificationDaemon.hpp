@@ -64,12 +64,15 @@ public:
         std::function<void(const std::string& busName)> connected = nullptr;
     };
 
-    /// The loop and the listener outlive it, and the loop has ended before it goes.
+    /// The loop and the listener outlive it, and the loop has ended before it goes. Whatever it calls may end the loop,
+    /// which keeps this until then, and is the last to be called.
     NotificationDaemon(bluez::EventLoop& loop, Options options, Listener& listener);
+    ~NotificationDaemon();
     NotificationDaemon(const NotificationDaemon&) = delete;
     NotificationDaemon& operator=(const NotificationDaemon&) = delete;
 
-    /// `done` is called later, in any case.
+    /// `done` is called later, unless the loop ends; what is not shown when the bus goes fails, and so does what is
+    /// added while that is told.
     void notify(DesktopNotification notification, Done done);
     /// Takes it off the desktop.
     void close(std::uint32_t id);
@@ -102,6 +105,7 @@ private:
     std::unique_ptr<sdbus::IConnection> connection_;
     bool isConnecting_ = false;
     bool isSilent_ = false;         ///< the bus that is being connected to
+    bool isLosing_ = false;         ///< what waits is being told that the bus is gone
     std::uint64_t connections_ = 0; ///< tells what came over this connection from what came over one that is gone
     std::vector<sdbus::Slot> matches_;
     std::unique_ptr<sdbus::IProxy> proxy_;

@@ -144,7 +144,9 @@ void NotificationMonitor::CloseBus::operator()(sd_bus* bus) const {
 NotificationMonitor::NotificationMonitor(bluez::EventLoop& loop, Options options, Listener& listener)
     : loop_(loop), options_(std::move(options)), listener_(listener) {}
 
-NotificationMonitor::~NotificationMonitor() = default;
+NotificationMonitor::~NotificationMonitor() {
+    loop_.setSource({});
+}
 
 void NotificationMonitor::begin() {
     int error = open();
@@ -232,7 +234,7 @@ bluez::EventLoop::Source::Poll NotificationMonitor::prepare() {
 }
 
 void NotificationMonitor::dispatch() {
-    while (bus_) {
+    while (bus_ && !loop_.hasEnded()) {
         sd_bus_message* taken = nullptr;
         const int result = sd_bus_process(bus_.get(), &taken);
         const MessagePointer message(taken);
@@ -339,7 +341,9 @@ void NotificationMonitor::end(const std::string& why) {
     isMonitor_ = false;
     bus_.reset();
     calls_.clear();
-    listener_.ended(why);
+    if (!loop_.hasEnded()) {
+        listener_.ended(why);
+    }
 }
 
 } // namespace tarnel::desktop

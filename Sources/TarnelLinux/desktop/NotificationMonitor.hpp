@@ -54,7 +54,8 @@ public:
 
     using Options = NotificationDaemon::Options;
 
-    /// The loop and the listener outlive it, and the loop has ended before it goes.
+    /// The loop and the listener outlive it, and the loop has ended before it goes. Whatever it calls may end the loop,
+    /// which keeps this until then, and is the last to be called.
     NotificationMonitor(bluez::EventLoop& loop, Options options, Listener& listener);
     ~NotificationMonitor();
     NotificationMonitor(const NotificationMonitor&) = delete;
