@@ -56,9 +56,7 @@ void Bus::start() {
 
 void Bus::end() {
     hasEnded_ = true;
-    proxies_.clear();
-    matches_.clear();
-    connection_.reset();
+    dropConnection();
     pending_.clear();
 }
 
@@ -128,15 +126,20 @@ void Bus::lost(const Failure& failure) {
     if (connection_ && connectionChanged_) {
         connectionChanged_(nullptr);
     }
-    proxies_.clear();
-    matches_.clear();
-    connection_.reset();
+    dropConnection();
     ++connections_;
     loseDaemon();
     for (auto& [number, pending] : std::exchange(pending_, {})) {
         pending.done(nullptr, &failure);
     }
     connectLater();
+}
+
+/// Answers that wait for their turn use the connection until they are gone, run or not.
+void Bus::dropConnection() {
+    proxies_.clear();
+    matches_.clear();
+    loop_.post([kept = std::shared_ptr(std::move(connection_))] {});
 }
 
 void Bus::loseDaemon() {

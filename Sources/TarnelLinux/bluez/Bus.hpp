@@ -87,6 +87,7 @@ private:
     void connectLater();
     void dispatch();
     void lost(const Failure& failure);
+    void dropConnection();
     void loseDaemon();
     void readObjects();
     void gotObjects(sdbus::MethodReply* reply, const Failure* failure);

@@ -35,6 +35,7 @@ struct EventLoop::State {
         const std::uint64_t one = 1;
         [[maybe_unused]] const auto written = ::write(wake, &one, sizeof one);
     }
+    std::vector<Task> takePosted();
     std::vector<std::shared_ptr<const void>> takeKept();
     bool hasEnded() {
         const std::lock_guard lock(mutex);
@@ -78,12 +79,8 @@ void EventLoop::State::run() {
     timers.clear();
     watched.clear();
     source.reset();
-    std::vector<Task> dropped;
-    {
-        const std::lock_guard lock(mutex);
-        dropped = std::exchange(posted, {});
+    while (!takePosted().empty()) {
     }
-    dropped.clear();
     while (!takeKept().empty()) {
     }
     {
@@ -98,12 +95,13 @@ std::vector<std::shared_ptr<const void>> EventLoop::State::takeKept() {
     return std::exchange(kept, {});
 }
 
+std::vector<EventLoop::Task> EventLoop::State::takePosted() {
+    const std::lock_guard lock(mutex);
+    return std::exchange(posted, {});
+}
+
 void EventLoop::State::runPosted() {
-    std::vector<Task> tasks;
-    {
-        const std::lock_guard lock(mutex);
-        tasks = std::exchange(posted, {});
-    }
+    auto tasks = takePosted();
     for (auto& task : tasks) {
         if (hasEnded()) {
             return;
@@ -216,7 +214,8 @@ void EventLoop::State::post(Task task) {
     bool isFirst = false;
     {
         const std::lock_guard lock(mutex);
-        if (isEnding) {
+        // What the last tasks post is not run, but goes only after those before it.
+        if (isOver || (isEnding && std::this_thread::get_id() != id)) {
             return;
         }
         isFirst = posted.empty();

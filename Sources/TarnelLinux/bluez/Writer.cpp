@@ -81,10 +81,11 @@ void Writer::fenceReturned() {
     if (const auto asked = std::exchange(fence_, std::nullopt)) {
         const bool isAwaited = !queue_.empty() && sinceFence_ >= segment_.bytes();
         const auto delay = Clock::now() - *asked;
-        isFast_ = delay < fast;
+        // One that is alone may have had little before it.
+        isFast_ = isFollowing_ ? delay < fast : isFast_ && delay < fast;
         segment_.fenceReturned(delay, isAwaited);
         if (isAwaited) {
-            askForFence();
+            askForFence(true);
         }
     }
     pump();
@@ -98,7 +99,8 @@ std::size_t Writer::abandon() {
     return takeQueue().size();
 }
 
-void Writer::askForFence() {
+void Writer::askForFence(bool isFollowing) {
+    isFollowing_ = isFollowing;
     sinceFence_ = 0;
     fence_ = Clock::now();
     if (!isFast_) {
@@ -116,7 +118,7 @@ void Writer::endHeadStart() {
 
 bool Writer::mayGoOn() {
     if (!fence_ && sinceFence_ >= segment_.bytes()) {
-        askForFence();
+        askForFence(false);
     }
     return headStart_ == 0 && sinceFence_ < segment_.bytes();
 }

@@ -56,8 +56,8 @@ private:
 /// Writes values into the socket of one acquired characteristic, each as one packet, in order. The daemon empties the
 /// socket faster than the radio, so after every segment it asks for a fence, a request that the device answers once it
 /// has all before it. One request is under way at a time, and while it is, one more segment may follow. The request
-/// goes another way to the daemon; for it to get there first, the segment waits for a moment, unless the last fence
-/// returned so soon that what gets there first makes no difference. On the loop's thread only.
+/// goes another way to the daemon; for it to get there first, the segment waits for a moment, unless the last whole
+/// segment was gone so soon that what gets there first makes no difference. On the loop's thread only.
 class Writer {
 public:
     struct Callbacks {
@@ -89,7 +89,7 @@ private:
     void pump();
     bool sendFirst();
     bool mayGoOn();
-    void askForFence();
+    void askForFence(bool isFollowing);
     void endHeadStart();
 
     EventLoop& loop_;
@@ -100,7 +100,8 @@ private:
     SegmentLength segment_;
     std::size_t sinceFence_ = 0;
     std::optional<std::chrono::steady_clock::time_point> fence_; ///< when the one under way was asked for
-    bool isFast_ = false;                                        ///< so the last fence said
+    bool isFollowing_ = false; ///< it was asked for as another returned, with a whole segment between the two
+    bool isFast_ = false;      ///< so the last of these said
     EventLoop::Timer headStart_ = 0;
 };
 

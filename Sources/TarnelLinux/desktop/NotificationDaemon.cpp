@@ -170,7 +170,8 @@ void NotificationDaemon::failWaiting(const std::string& error) {
 void NotificationDaemon::lost() {
     proxy_.reset();
     matches_.clear();
-    connection_.reset();
+    // Answers that wait for their turn use it until they are gone.
+    loop_.post([kept = std::shared_ptr(std::move(connection_))] {});
     ++connections_;
     capabilities_.reset();
     const sdbus::Error disconnected("org.freedesktop.DBus.Error.NoReply", "the session bus is gone");
