@@ -78,14 +78,13 @@ void Writer::write(Bytes value) {
 
 void Writer::fenceReturned() {
     endHeadStart();
-    if (const auto asked = std::exchange(fence_, std::nullopt)) {
+    if (const auto fence = std::exchange(fence_, std::nullopt)) {
         const bool isAwaited = !queue_.empty() && sinceFence_ >= segment_.bytes();
-        const auto delay = Clock::now() - *asked;
-        // One that is alone may have had little before it.
-        isFast_ = isFollowing_ ? delay < fast : isFast_ && delay < fast;
-        segment_.fenceReturned(delay, isAwaited);
+        const auto now = Clock::now();
+        isFast_ = now - fence->segmentBegan < fast;
+        segment_.fenceReturned(now - fence->asked, isAwaited);
         if (isAwaited) {
-            askForFence(true);
+            askForFence();
         }
     }
     pump();
@@ -99,10 +98,9 @@ std::size_t Writer::abandon() {
     return takeQueue().size();
 }
 
-void Writer::askForFence(bool isFollowing) {
-    isFollowing_ = isFollowing;
+void Writer::askForFence() {
     sinceFence_ = 0;
-    fence_ = Clock::now();
+    fence_ = Fence{segmentBegan_, Clock::now()};
     if (!isFast_) {
         headStart_ = loop_.after(headStart, [this] {
             headStart_ = 0;
@@ -118,7 +116,7 @@ void Writer::endHeadStart() {
 
 bool Writer::mayGoOn() {
     if (!fence_ && sinceFence_ >= segment_.bytes()) {
-        askForFence(false);
+        askForFence();
     }
     return headStart_ == 0 && sinceFence_ < segment_.bytes();
 }
@@ -148,6 +146,9 @@ bool Writer::sendFirst() {
 
 void Writer::pump() {
     while (isOpen() && !queue_.empty() && mayGoOn() && sendFirst()) {
+        if (sinceFence_ == 0) {
+            segmentBegan_ = Clock::now();
+        }
         sinceFence_ += queue_.front().size();
         queue_.pop_front();
         callbacks_.wrote();

@@ -86,10 +86,15 @@ public:
     std::size_t abandon();
 
 private:
+    struct Fence {
+        std::chrono::steady_clock::time_point segmentBegan;
+        std::chrono::steady_clock::time_point asked;
+    };
+
     void pump();
     bool sendFirst();
     bool mayGoOn();
-    void askForFence(bool isFollowing);
+    void askForFence();
     void endHeadStart();
 
     EventLoop& loop_;
@@ -99,9 +104,9 @@ private:
     bool isWatched_ = false;
     SegmentLength segment_;
     std::size_t sinceFence_ = 0;
-    std::optional<std::chrono::steady_clock::time_point> fence_; ///< when the one under way was asked for
-    bool isFollowing_ = false; ///< it was asked for as another returned, with a whole segment between the two
-    bool isFast_ = false;      ///< so the last of these said
+    std::chrono::steady_clock::time_point segmentBegan_;
+    std::optional<Fence> fence_; ///< the one under way
+    bool isFast_ = false;        ///< so the last one said
     EventLoop::Timer headStart_ = 0;
 };
 
