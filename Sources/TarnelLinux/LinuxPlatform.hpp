@@ -29,7 +29,7 @@ struct LinuxPlatformOptions {
     /// Nothing: the desktop's notification service.
     std::shared_ptr<platform::UserNotifications> userNotifications = nullptr;
     /// Glasses can read the application's notifications, where `bluetooth` and `userNotifications` are left to the
-    /// platform. Glasses that do so are paired with. BlueZ 5.66 was seen to end when they read.
+    /// platform. Glasses that do so are paired with.
     bool sharesNotifications = false;
     /// Glasses can read the notifications of other programs, as `OtherNotifications` says, where `bluetooth` is left to
     /// the platform. A `bluetooth` of one's own takes them from `LinuxPlatform::notificationProvider`.
