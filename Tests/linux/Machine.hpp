@@ -31,6 +31,11 @@ inline FakeDevice glasses(std::string address = glassesAddress) {
                      {batteryService, {{.uuid = batteryLevel, .flags = {"read", "notify"}, .value = {80}}}}}};
 }
 
+/// What glasses are scanned for by.
+inline std::vector<UUID> glassesService() {
+    return {UUID::parse(dataService).value()};
+}
+
 /// An application that keeps a record of what it is told. Any thread.
 class Application final : public platform::BluetoothCentralDelegate, public platform::BluetoothPeripheralDelegate {
 public:
