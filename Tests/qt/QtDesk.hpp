@@ -13,6 +13,7 @@
 
 #include <QApplication>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
 #include <QVBoxLayout>
@@ -36,6 +37,17 @@ inline void activate(QWidget& window) {
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
     window.activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+}
+
+/// Expects a message over the window that has the name in it, letter by letter, whatever markup that looks like.
+inline void expectPlainMessage(const QWidget& window, const QString& name) {
+    const auto* const box = window.findChild<QMessageBox*>();
+    ASSERT_TRUE(box);
+    EXPECT_TRUE(box->text().contains(name));
+    const auto* const label = box->findChild<QLabel*>("qt_msgbox_label");
+    ASSERT_TRUE(label);
+    EXPECT_EQ(label->text(), box->text());
+    EXPECT_EQ(label->textFormat(), Qt::PlainText);
 }
 
 /// A screen of an application, with or without a picker at its beginning.
